@@ -1,0 +1,15 @@
+# Warnings are errors in our own code; third-party headers come in as SYSTEM and stay quiet.
+function(arx_warnings target)
+    target_compile_options(${target} PRIVATE
+        -Wall -Wextra -Wpedantic -Wshadow -Wnon-virtual-dtor -Wold-style-cast
+        -Wcast-align -Woverloaded-virtual -Wimplicit-fallthrough -Werror)
+endfunction()
+
+# A static library of one subsystem folder; every folder's sources see the tree from src/.
+function(arx_library name)
+    cmake_parse_arguments(ARG "" "" "SOURCES;DEPS" ${ARGN})
+    add_library(${name} STATIC ${ARG_SOURCES})
+    target_include_directories(${name} PUBLIC ${PROJECT_SOURCE_DIR}/src)
+    target_link_libraries(${name} PUBLIC ${ARG_DEPS})
+    arx_warnings(${name})
+endfunction()
