@@ -1,0 +1,52 @@
+#pragma once
+
+#include <array>
+#include <cstddef>
+#include <span>
+#include <string>
+#include <string_view>
+
+#include "support/format_argument.h"
+
+namespace Tavix::Client {
+
+// Renders a message of the positional syntax: `%1`..`%4` print an argument by its own default
+// conversion, `%N$` followed by a printf specification prints argument N with that
+// specification, and a plain printf specification takes the next argument in order. A
+// conversion that does not suit the argument is replaced by the argument's default, so nothing
+// is ever read or written beyond what was passed (`%d` with a text prints the text, `%n` prints
+// the argument). The text is cut silently at kFormatMaximumLength bytes.
+template <typename... Arguments>
+std::string Format(std::string_view pattern, const Arguments&... arguments);
+
+// Size of the working buffer; a rendered message is at most one byte shorter.
+inline constexpr std::size_t kFormatBufferSize = 4096;
+inline constexpr std::size_t kFormatMaximumLength = kFormatBufferSize - 1;
+
+// The longest specification (from the `%` to the conversion, without positions) is one
+// character shorter than this; a longer one ends the rendering where it starts.
+inline constexpr std::size_t kFormatSpecificationLimit = 60;
+
+inline constexpr std::size_t kFormatMaximumArguments = 4;
+
+// The non-template core: `arguments` holds at most kFormatMaximumArguments entries.
+std::string FormatArguments(std::string_view pattern, std::span<const FormatArgument> arguments);
+
+namespace internal {
+
+template <typename... Prepared>
+std::string FormatPrepared(std::string_view pattern, const Prepared&... prepared) {
+    const std::array<FormatArgument, sizeof...(Prepared)> list{MakeFormatArgument(prepared)...};
+    return FormatArguments(pattern, list);
+}
+
+}  // namespace internal
+
+template <typename... Arguments>
+std::string Format(std::string_view pattern, const Arguments&... arguments) {
+    static_assert(sizeof...(Arguments) <= kFormatMaximumArguments,
+                  "Format takes at most four arguments");
+    return internal::FormatPrepared(pattern, internal::PrepareFormatArgument(arguments)...);
+}
+
+}  // namespace Tavix::Client

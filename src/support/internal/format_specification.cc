@@ -1,0 +1,175 @@
+#include "support/internal/format_specification.h"
+
+#include <cstring>
+
+namespace Tavix::Client::internal {
+
+namespace {
+
+bool IsDigit(char c) {
+    return c >= '0' && c <= '9';
+}
+
+bool IsFlag(char c) {
+    return c != '\0' && std::strchr("-+ #0", c) != nullptr;
+}
+
+// Positions above this are out of range for any call; the cap keeps long digit runs from
+// overflowing.
+constexpr std::size_t kPositionCap = 1000;
+
+class SpecificationReader {
+public:
+    SpecificationReader(std::string_view pattern, std::size_t start, FormatSpecification& spec)
+        : pattern_(pattern), index_(start), spec_(spec) {}
+
+    bool AtEnd() const { return index_ >= pattern_.size(); }
+    char Peek() const { return pattern_[index_]; }
+    std::size_t Index() const { return index_; }
+    void Skip() { ++index_; }
+    void MoveTo(std::size_t index) { index_ = index; }
+
+    // Counts one character against the limit and, if `printed`, keeps it in the text.
+    bool Take(char c, bool printed) {
+        if (count_ + 1 >= kFormatSpecificationLimit) {
+            spec_.tooLong = true;
+            return false;
+        }
+        ++count_;
+        if (printed) {
+            spec_.text[spec_.textLength++] = c;
+        }
+        return true;
+    }
+
+    // Reads a decimal run starting at `from`; returns the index behind it.
+    std::size_t ReadNumber(std::size_t from, std::size_t& value) const {
+        value = 0;
+        while (from < pattern_.size() && IsDigit(pattern_[from])) {
+            value = value * 10 + static_cast<std::size_t>(pattern_[from] - '0');
+            if (value > kPositionCap) {
+                value = kPositionCap;
+            }
+            ++from;
+        }
+        return from;
+    }
+
+    // A width or a precision: digits, `*`, or `*N$`.
+    bool ReadAmount(FormatStar& star) {
+        if (!AtEnd() && Peek() == '-') {
+            Skip();
+        }
+        if (!AtEnd() && Peek() == '*') {
+            if (!Take('*', true)) {
+                return false;
+            }
+            Skip();
+            std::size_t value = 0;
+            const std::size_t behind = ReadNumber(index_, value);
+            if (behind > index_ && behind < pattern_.size() && pattern_[behind] == '$') {
+                star.source = FormatStar::Source::Positional;
+                star.position = value;
+                index_ = behind + 1;
+            } else {
+                star.source = FormatStar::Source::Sequential;
+                index_ = behind;
+            }
+            return true;
+        }
+        while (!AtEnd() && IsDigit(Peek())) {
+            if (!Take(Peek(), true)) {
+                return false;
+            }
+            Skip();
+        }
+        return true;
+    }
+
+private:
+    std::string_view pattern_;
+    std::size_t index_;
+    FormatSpecification& spec_;
+    std::size_t count_ = 0;
+};
+
+bool ReadLength(SpecificationReader& reader) {
+    if (reader.AtEnd()) {
+        return true;
+    }
+    const char c = reader.Peek();
+    if (c == 'L' || c == 'j' || c == 't' || c == 'z') {
+        reader.Skip();
+        return reader.Take(c, false);
+    }
+    if (c == 'h' || c == 'l') {
+        reader.Skip();
+        if (!reader.Take(c, false)) {
+            return false;
+        }
+        if (!reader.AtEnd() && reader.Peek() == c) {
+            reader.Skip();
+            return reader.Take(c, false);
+        }
+    }
+    return true;
+}
+
+}  // namespace
+
+FormatSpecification ParseFormatSpecification(std::string_view pattern, std::size_t percent,
+                                             std::size_t argumentCount) {
+    FormatSpecification spec;
+    SpecificationReader reader(pattern, percent + 1, spec);
+    reader.Take('%', true);
+
+    if (!reader.AtEnd() && reader.Peek() >= '1' && reader.Peek() <= '9') {
+        std::size_t value = 0;
+        const std::size_t behind = reader.ReadNumber(reader.Index(), value);
+        if (value <= argumentCount) {
+            spec.position = value;
+            if (behind < pattern.size() && pattern[behind] == '$') {
+                reader.MoveTo(behind + 1);
+            } else {
+                spec.bare = true;
+                spec.end = behind;
+                return spec;
+            }
+        }
+        // Out of range: not a position, the digits are read again as a width.
+    }
+
+    while (!reader.AtEnd() && IsFlag(reader.Peek())) {
+        if (!reader.Take(reader.Peek(), true)) {
+            return spec;
+        }
+        reader.Skip();
+    }
+    if (!reader.ReadAmount(spec.width)) {
+        return spec;
+    }
+    if (!reader.AtEnd() && reader.Peek() == '.') {
+        if (!reader.Take('.', true)) {
+            return spec;
+        }
+        reader.Skip();
+        if (!reader.ReadAmount(spec.precision)) {
+            return spec;
+        }
+    }
+    if (!ReadLength(reader)) {
+        return spec;
+    }
+    if (!reader.AtEnd()) {
+        if (!reader.Take(reader.Peek(), false)) {
+            return spec;
+        }
+        spec.conversion = reader.Peek();
+        spec.hasConversion = true;
+        reader.Skip();
+    }
+    spec.end = reader.Index();
+    return spec;
+}
+
+}  // namespace Tavix::Client::internal

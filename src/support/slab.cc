@@ -1,0 +1,97 @@
+#include "support/slab.h"
+
+#include <new>
+
+#include "support/fatal.h"
+
+namespace Tavix::Client {
+
+namespace {
+
+// The wide header still leaves every class at least one slot in its inline block, so 144 bytes
+// keep serving a small tree without a page.
+constexpr bool InlineBlocksHoldASlot() {
+    for (std::size_t slot = kSizeClassStep; slot <= kLargestSlabSlot; slot += kSizeClassStep) {
+        if (kInlineBlockSize / slot <= FirstUsableIndex(slot)) {
+            return false;
+        }
+    }
+    return true;
+}
+static_assert(InlineBlocksHoldASlot());
+static_assert(kSlabPageSize / kSizeClassStep <= 0xFFFF, "slot numbers are 16-bit");
+
+// Cuts `block` into slots of `slotSize`, chains them, and puts the slab in front of the class's
+// list.
+Slab* MakeSlab(SizeClass& sizeClass, void* block, std::size_t blockSize, std::size_t slotSize) {
+    auto* slab = new (block) Slab();
+    slab->size = static_cast<std::uint16_t>(blockSize);
+    auto* base = static_cast<std::byte*>(block);
+    const std::size_t first = FirstUsableIndex(slotSize);
+    const std::size_t total = blockSize / slotSize;
+    for (std::size_t i = first; i + 1 < total; ++i) {
+        internal::WriteSlotIndex(base + i * slotSize, static_cast<std::uint16_t>(i + 1));
+    }
+    internal::WriteSlotIndex(base + (total - 1) * slotSize, 0);
+    slab->firstFree = static_cast<std::uint32_t>(first);
+    slab->used = 0;
+    slab->next = sizeClass.head;
+    if (sizeClass.head != nullptr) {
+        sizeClass.head->previous = slab;
+    }
+    sizeClass.head = slab;
+    return slab;
+}
+
+}  // namespace
+
+std::size_t SlabContext::PagesHeld() const {
+    std::size_t total = 0;
+    for (const SizeClass& sizeClass : classes_) {
+        total += sizeClass.pagesHeld;
+    }
+    return total;
+}
+
+void SlabContext::BuildTable() {
+    std::vector<SizeClass> table(kSizeClassCount);
+    for (std::size_t k = 0; k < kSizeClassCount; ++k) {
+        SizeClass& sizeClass = table[k];
+        sizeClass.slotSize = static_cast<std::uint16_t>(kSizeClassStep * (k + 1));
+        MakeSlab(sizeClass, sizeClass.inlineBlock, kInlineBlockSize, sizeClass.slotSize);
+    }
+    // Swapping hands over the buffer; the classes themselves never move.
+    classes_.swap(table);
+    table_ = classes_.data();
+}
+
+namespace internal {
+
+SizeClass& SizeClassOutOfRange(SlabContext& context, std::size_t size) {
+    if (size == 0) {
+        return SizeClassFor(context, 1);
+    }
+    FatalReportWithMessage(kFatalSlabSizeOutOfRange, "Slab allocation of %1 bytes", size);
+}
+
+Slab* AddPageSlab(SlabContext& context, SizeClass& sizeClass, std::size_t slotSize) {
+    ++sizeClass.pagesHeld;
+    return MakeSlab(sizeClass, context.Pool().AcquirePage(), kSlabPageSize, slotSize);
+}
+
+void ReturnPageSlab(SlabContext& context, SizeClass& sizeClass, Slab* slab) {
+    if (slab->previous != nullptr) {
+        slab->previous->next = slab->next;
+    } else {
+        sizeClass.head = slab->next;
+    }
+    if (slab->next != nullptr) {
+        slab->next->previous = slab->previous;
+    }
+    --sizeClass.pagesHeld;
+    context.Pool().ReleasePage(slab);
+}
+
+}  // namespace internal
+
+}  // namespace Tavix::Client

@@ -1,0 +1,136 @@
+#include "support/slab_pool.h"
+
+#include <cstdlib>
+#include <vector>
+
+#include "platform/virtual_memory.h"
+#include "support/fatal.h"
+
+namespace Tavix::Client {
+
+namespace {
+
+static_assert(Platform::kRegionSize == kSlabRegionSize);
+
+// The tables start small: most processes hold a region or two.
+constexpr std::size_t kInitialBuckets = 8;
+
+}  // namespace
+
+SlabPool& SlabPool::Instance() {
+    // Never destroyed: contexts may release pages during static destruction.
+    static SlabPool* const pool = new SlabPool();
+    return *pool;
+}
+
+SlabPool::RegionSource SlabPool::SystemRegionSource() {
+    return RegionSource{&Platform::MapAlignedRegion, &Platform::UnmapRegion};
+}
+
+SlabPool::SlabPool(RegionSource source)
+    : source_(source), pageTable_(kInitialBuckets), availableRegions_(kInitialBuckets) {
+    pageTable_.max_load_factor(1.0f);
+    availableRegions_.max_load_factor(1.0f);
+}
+
+SlabPool::~SlabPool() {
+    std::vector<Region*> regions;
+    for (const auto& [page, region] : pageTable_) {
+        if (reinterpret_cast<std::byte*>(page) == region->base) {
+            regions.push_back(region);
+        }
+    }
+    for (Region* region : regions) {
+        RemoveRegion(region);
+    }
+}
+
+SlabPool::Region* SlabPool::AddRegion() {
+    auto* region = new Region();
+    region->base = static_cast<std::byte*>(source_.map());
+    if (region->base == nullptr) {
+        // A refused mapping is survivable: the heap can give an aligned block of the same size,
+        // which only costs that it is not returned to the system page by page.
+        region->base =
+            static_cast<std::byte*>(std::aligned_alloc(kSlabRegionSize, kSlabRegionSize));
+        region->fromHeap = true;
+        if (region->base == nullptr) {
+            delete region;
+            FatalReport(kFatalSlabPoolOutOfMemory);
+        }
+        ++statistics_.heapRegions;
+    }
+    // From the top down, so that the last entry, which goes out first, is the lowest page.
+    for (std::size_t i = kSlabPagesPerRegion; i-- > 0;) {
+        std::byte* page = region->base + i * kSlabPageSize;
+        region->freePages[region->freeCount++] = page;
+        pageTable_.emplace(reinterpret_cast<std::uintptr_t>(page), region);
+    }
+    availableRegions_.insert(region);
+    ++statistics_.regionsInUse;
+    ++statistics_.regionsAcquired;
+    statistics_.pagesAvailable += kSlabPagesPerRegion;
+    return region;
+}
+
+void SlabPool::RemoveRegion(Region* region) {
+    for (std::size_t i = 0; i < kSlabPagesPerRegion; ++i) {
+        pageTable_.erase(reinterpret_cast<std::uintptr_t>(region->base + i * kSlabPageSize));
+    }
+    availableRegions_.erase(region);
+    if (region->fromHeap) {
+        std::free(region->base);
+        --statistics_.heapRegions;
+    } else {
+        source_.unmap(region->base);
+    }
+    statistics_.pagesAvailable -= region->freeCount;
+    statistics_.pagesInUse -= kSlabPagesPerRegion - region->freeCount;
+    --statistics_.regionsInUse;
+    ++statistics_.regionsReturned;
+    delete region;
+}
+
+void* SlabPool::AcquirePage() {
+    std::lock_guard<std::mutex> lock(mutex_);
+    Region* region = availableRegions_.empty() ? AddRegion() : *availableRegions_.begin();
+    std::byte* page = region->freePages[--region->freeCount];
+    if (region->freeCount == 0) {
+        availableRegions_.erase(region);
+    }
+    --statistics_.pagesAvailable;
+    ++statistics_.pagesInUse;
+    return page;
+}
+
+void SlabPool::ReleasePage(void* page) {
+    std::lock_guard<std::mutex> lock(mutex_);
+    const auto found = pageTable_.find(reinterpret_cast<std::uintptr_t>(page));
+    if (found == pageTable_.end()) {
+        // Not a page of this pool: giving it to a region would corrupt that region.
+        return;
+    }
+    Region* region = found->second;
+    for (std::size_t i = 0; i < region->freeCount; ++i) {
+        if (region->freePages[i] == page) {
+            return;  // Already back: a second release must not count it twice.
+        }
+    }
+    region->freePages[region->freeCount++] = static_cast<std::byte*>(page);
+    if (region->freeCount == 1) {
+        // A region with other free pages is in the set already.
+        availableRegions_.insert(region);
+    }
+    ++statistics_.pagesAvailable;
+    --statistics_.pagesInUse;
+    if (region->freeCount == kSlabPagesPerRegion) {
+        RemoveRegion(region);
+    }
+}
+
+SlabPool::Statistics SlabPool::GetStatistics() const {
+    std::lock_guard<std::mutex> lock(mutex_);
+    return statistics_;
+}
+
+}  // namespace Tavix::Client

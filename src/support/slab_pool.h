@@ -1,0 +1,80 @@
+#pragma once
+
+#include <array>
+#include <cstddef>
+#include <cstdint>
+#include <mutex>
+#include <unordered_map>
+#include <unordered_set>
+
+namespace Tavix::Client {
+
+inline constexpr std::size_t kSlabPageSize = 4096;
+inline constexpr std::size_t kSlabRegionSize = 0x10000;
+inline constexpr std::size_t kSlabPagesPerRegion = kSlabRegionSize / kSlabPageSize;
+
+// The process-wide store of 4 KiB pages behind every slab allocation. It takes memory from the
+// system in 64 KiB regions, hands out their pages one at a time, and gives a region back as soon
+// as all sixteen of its pages have come back. One plain mutex guards it; nothing else runs under
+// that mutex.
+class SlabPool {
+public:
+    // Where regions come from: `map` returns a zeroed, read-write, 64 KiB-aligned block of
+    // kSlabRegionSize bytes or null; `unmap` gives one back.
+    struct RegionSource {
+        void* (*map)();
+        void (*unmap)(void* region);
+    };
+
+    // The pool's state, for tests and diagnostics.
+    struct Statistics {
+        std::size_t regionsInUse = 0;    // regions held now
+        std::size_t heapRegions = 0;     // of those, regions the heap gave when the system refused
+        std::size_t pagesAvailable = 0;  // free pages within the regions held
+        std::size_t pagesInUse = 0;      // pages handed out and not yet back
+        std::uint64_t regionsAcquired = 0;  // since the pool was made
+        std::uint64_t regionsReturned = 0;
+    };
+
+    // The pool of the process: made at first use, never destroyed.
+    static SlabPool& Instance();
+
+    // Memory mappings of the operating system.
+    static RegionSource SystemRegionSource();
+
+    // A separate pool, for tests that need exact numbers or a source that refuses.
+    explicit SlabPool(RegionSource source = SystemRegionSource());
+    // Gives back every region still held; no page of it may be in use any more.
+    ~SlabPool();
+
+    SlabPool(const SlabPool&) = delete;
+    SlabPool& operator=(const SlabPool&) = delete;
+
+    // A 4096-aligned page. When the system refuses a region the pool takes one from the heap
+    // instead; when the heap refuses too, the process ends in a fatal report. Never null.
+    void* AcquirePage();
+
+    // Gives back a page from AcquirePage of this pool.
+    void ReleasePage(void* page);
+
+    Statistics GetStatistics() const;
+
+private:
+    struct Region {
+        std::byte* base = nullptr;
+        std::array<std::byte*, kSlabPagesPerRegion> freePages{};
+        std::size_t freeCount = 0;
+        bool fromHeap = false;
+    };
+
+    Region* AddRegion();
+    void RemoveRegion(Region* region);
+
+    mutable std::mutex mutex_;
+    RegionSource source_;
+    std::unordered_map<std::uintptr_t, Region*> pageTable_;
+    std::unordered_set<Region*> availableRegions_;
+    Statistics statistics_;
+};
+
+}  // namespace Tavix::Client

@@ -1,0 +1,304 @@
+#include "support/slab.h"
+
+#include <gtest/gtest.h>
+
+#include <cstdint>
+#include <cstring>
+#include <set>
+#include <utility>
+#include <vector>
+
+#include "platform/virtual_memory.h"
+
+namespace Tavix::Client {
+namespace {
+
+std::uintptr_t Address(const void* pointer) {
+    return reinterpret_cast<std::uintptr_t>(pointer);
+}
+
+std::byte* InlineStart(SlabContext& context, std::size_t size) {
+    return SizeClassFor(context, size).inlineBlock;
+}
+
+// Slots handed out from the inline blocks, over all classes.
+std::size_t InlineSlotsInUse(SlabContext& context) {
+    std::size_t total = 0;
+    for (std::size_t size = kSizeClassStep; size <= kLargestSlabSlot; size += kSizeClassStep) {
+        total += SizeClassFor(context, size).InlineSlab()->used;
+    }
+    return total;
+}
+
+// Every test gets a pool of its own, so that the numbers it reads are its own.
+class SlabTest : public ::testing::Test {
+protected:
+    SlabPool pool;
+    SlabContext context{pool};
+
+    SlabPool::Statistics Stats() const { return pool.GetStatistics(); }
+};
+
+TEST_F(SlabTest, FirstSlotOfEachInlineBlockLiesPastTheHeader) {
+    static_assert(sizeof(Slab) == 24);
+    EXPECT_EQ(FirstUsableIndex(4), 6u);
+    EXPECT_EQ(FirstUsableIndex(8), 3u);
+    EXPECT_EQ(FirstUsableIndex(12), 2u);
+    EXPECT_EQ(FirstUsableIndex(40), 1u);
+
+    EXPECT_FALSE(context.HasTable());
+    EXPECT_EQ(Allocate(context, 8), InlineStart(context, 8) + 3 * 8);
+    EXPECT_EQ(Allocate(context, 8), InlineStart(context, 8) + 4 * 8);
+    EXPECT_EQ(Allocate(context, 4), InlineStart(context, 4) + 6 * 4);
+    EXPECT_EQ(Allocate(context, 12), InlineStart(context, 12) + 2 * 12);
+    EXPECT_EQ(Allocate(context, 40), InlineStart(context, 40) + 1 * 40);
+    EXPECT_EQ(Allocate(context, 72), InlineStart(context, 72) + 1 * 72);
+    // Sizes round up to the next multiple of four; 0 takes the smallest class.
+    EXPECT_EQ(Allocate(context, 5), InlineStart(context, 8) + 5 * 8);
+    EXPECT_EQ(Allocate(context, 0), InlineStart(context, 4) + 7 * 4);
+    EXPECT_EQ(&SizeClassFor(context, 37), &SizeClassFor(context, 40));
+    EXPECT_EQ(SizeClassFor(context, 40).slotSize, 40u);
+    EXPECT_EQ(InlineSlotsInUse(context), 8u);
+    EXPECT_EQ(context.PagesHeld(), 0u);
+    EXPECT_EQ(Stats().pagesInUse, 0u);
+}
+
+TEST_F(SlabTest, SmallTreeTakesNoPage) {
+    std::vector<std::pair<std::size_t, void*>> records;
+    for (int i = 0; i < 5; ++i) {
+        for (std::size_t size : {4, 8, 12, 40}) {
+            if (size == 40 && i >= 2) {
+                continue;  // the 40-byte inline block holds two
+            }
+            void* slot = Allocate(context, size);
+            std::memset(slot, 0xA5, size);
+            records.emplace_back(size, slot);
+        }
+    }
+    EXPECT_EQ(Stats().regionsAcquired, 0u);
+    for (auto record = records.rbegin(); record != records.rend(); ++record) {
+        Release(context, record->first, record->second);
+    }
+    EXPECT_EQ(InlineSlotsInUse(context), 0u);
+
+    // The emptied inline block stays: the next slot is the first one again.
+    EXPECT_EQ(Allocate(context, 40), InlineStart(context, 40) + 40);
+    EXPECT_EQ(Stats().regionsAcquired, 0u);
+}
+
+TEST_F(SlabTest, PageComesAndGoesWithItsSlots) {
+    void* inlineSlots[2] = {Allocate(context, 40), Allocate(context, 40)};
+    EXPECT_EQ(SizeClassFor(context, 40).head, nullptr);
+
+    void* fromPage = Allocate(context, 40);
+    EXPECT_EQ(Address(fromPage) % kSlabPageSize, 40u);
+    SlabPool::Statistics stats = Stats();
+    EXPECT_EQ(stats.regionsInUse, 1u);
+    EXPECT_EQ(stats.pagesInUse, 1u);
+    EXPECT_EQ(stats.pagesAvailable, kSlabPagesPerRegion - 1);
+    // A fresh region hands out its lowest page first.
+    EXPECT_EQ(Address(fromPage) % kSlabRegionSize, 40u);
+
+    Release(context, 40, fromPage);
+    stats = Stats();
+    EXPECT_EQ(stats.pagesInUse, 0u);
+    EXPECT_EQ(stats.regionsInUse, 0u);
+    EXPECT_EQ(stats.regionsReturned, 1u);
+    // Only the inline slab, full, is left: the list is empty again.
+    EXPECT_EQ(SizeClassFor(context, 40).head, nullptr);
+
+    Release(context, 40, inlineSlots[1]);
+    EXPECT_EQ(SizeClassFor(context, 40).head, SizeClassFor(context, 40).InlineSlab());
+    Release(context, 40, inlineSlots[0]);
+    EXPECT_EQ(SizeClassFor(context, 40).head, SizeClassFor(context, 40).InlineSlab());
+    EXPECT_EQ(SizeClassFor(context, 40).InlineSlab()->used, 0u);
+}
+
+TEST_F(SlabTest, FullPageReturnsToTheFrontOfTheList) {
+    const std::size_t perPage = kSlabPageSize / 40 - FirstUsableIndex(40);
+    std::vector<void*> slots;
+    for (std::size_t i = 0; i < 2 + perPage + 1; ++i) {
+        slots.push_back(Allocate(context, 40));
+    }
+    auto* firstPage = reinterpret_cast<Slab*>(Address(slots[2]) & ~(kSlabPageSize - 1));
+    auto* secondPage = reinterpret_cast<Slab*>(Address(slots.back()) & ~(kSlabPageSize - 1));
+    ASSERT_NE(firstPage, secondPage);
+    EXPECT_EQ(firstPage->firstFree, 0u);
+    EXPECT_EQ(SizeClassFor(context, 40).head, secondPage);
+    EXPECT_EQ(Stats().pagesInUse, 2u);
+
+    void* freed = slots[10];
+    Release(context, 40, freed);
+    EXPECT_EQ(SizeClassFor(context, 40).head, firstPage);
+    EXPECT_EQ(firstPage->next, secondPage);
+    EXPECT_EQ(secondPage->previous, firstPage);
+    EXPECT_EQ(Allocate(context, 40), freed);
+    // Full again: off the list, and the second page leads.
+    EXPECT_EQ(SizeClassFor(context, 40).head, secondPage);
+    EXPECT_EQ(secondPage->previous, nullptr);
+
+    // Emptying the second page, which is the head, hands it back and leaves the list empty.
+    Release(context, 40, slots.back());
+    EXPECT_EQ(SizeClassFor(context, 40).head, nullptr);
+    EXPECT_EQ(Stats().pagesInUse, 1u);
+    for (std::size_t i = 0; i + 1 < slots.size(); ++i) {
+        Release(context, 40, slots[i]);
+    }
+    EXPECT_EQ(Stats().regionsInUse, 0u);
+    EXPECT_EQ(context.PagesHeld(), 0u);
+    EXPECT_EQ(InlineSlotsInUse(context), 0u);
+}
+
+TEST_F(SlabTest, SeventeenPagesTakeTwoRegionsAndReturnBoth) {
+    const std::size_t inlineSlots = kInlineBlockSize / 8 - FirstUsableIndex(8);
+    const std::size_t perPage = kSlabPageSize / 8 - FirstUsableIndex(8);
+    std::vector<std::uint64_t*> slots;
+    for (std::size_t i = 0; i < inlineSlots + 17 * perPage; ++i) {
+        auto* slot = static_cast<std::uint64_t*>(Allocate(context, 8));
+        *slot = i;
+        slots.push_back(slot);
+    }
+    const SlabPool::Statistics full = Stats();
+    EXPECT_EQ(full.regionsAcquired, 2u);
+    EXPECT_EQ(full.regionsInUse, 2u);
+    EXPECT_EQ(full.pagesInUse, 17u);
+    EXPECT_EQ(full.pagesAvailable, 2 * kSlabPagesPerRegion - 17);
+    EXPECT_EQ(context.PagesHeld(), 17u);
+
+    std::set<std::uint64_t*> distinct(slots.begin(), slots.end());
+    EXPECT_EQ(distinct.size(), slots.size());
+    for (std::size_t i = 0; i < slots.size(); ++i) {
+        ASSERT_EQ(*slots[i], i) << "slot " << i << " was overwritten";
+    }
+
+    // Release in an order that is neither that of allocation nor its reverse.
+    for (std::size_t i = 0; i < slots.size(); i += 2) {
+        Release(context, 8, slots[i]);
+    }
+    for (std::size_t i = 1; i < slots.size(); i += 2) {
+        Release(context, 8, slots[i]);
+    }
+    const SlabPool::Statistics empty = Stats();
+    EXPECT_EQ(empty.regionsInUse, 0u);
+    EXPECT_EQ(empty.regionsReturned, 2u);
+    EXPECT_EQ(empty.pagesInUse, 0u);
+    EXPECT_EQ(empty.pagesAvailable, 0u);
+    EXPECT_EQ(context.PagesHeld(), 0u);
+}
+
+TEST_F(SlabTest, ReleasesThatCannotMatchAnAllocationAreIgnored) {
+    std::uint64_t outside = 0x1122334455667788;
+    // A context that never allocated builds nothing for a release.
+    Release(context, 40, &outside);
+    EXPECT_FALSE(context.HasTable());
+
+    void* kept = Allocate(context, 8);
+    // A class that has nothing handed out, an empty inline block, and a null address change
+    // nothing.
+    Release(context, 40, &outside);
+    Release(context, 12, &outside);
+    Release(context, 40, InlineStart(context, 40) + 40);
+    Release(context, 8, nullptr);
+    EXPECT_EQ(outside, 0x1122334455667788u);
+    EXPECT_EQ(SizeClassFor(context, 40).head, SizeClassFor(context, 40).InlineSlab());
+    EXPECT_EQ(SizeClassFor(context, 40).InlineSlab()->firstFree, FirstUsableIndex(40));
+    EXPECT_EQ(SizeClassFor(context, 40).InlineSlab()->used, 0u);
+    EXPECT_EQ(InlineSlotsInUse(context), 1u);
+
+    // A class whose pages all went back holds none to match an outside address.
+    std::vector<void*> slots;
+    for (int i = 0; i < 3; ++i) {
+        slots.push_back(Allocate(context, 40));
+    }
+    EXPECT_EQ(context.PagesHeld(), 1u);
+    for (void* slot : slots) {
+        Release(context, 40, slot);
+    }
+    EXPECT_EQ(context.PagesHeld(), 0u);
+    Release(context, 40, &outside);
+    EXPECT_EQ(outside, 0x1122334455667788u);
+
+    Release(context, 8, kept);
+    EXPECT_EQ(InlineSlotsInUse(context), 0u);
+}
+
+TEST_F(SlabTest, MovedContextKeepsItsSlots) {
+    void* slot = Allocate(context, 12);
+    SlabContext moved(std::move(context));
+    EXPECT_TRUE(moved.HasTable());
+    EXPECT_FALSE(context.HasTable());
+    Release(moved, 12, slot);
+    EXPECT_EQ(Allocate(moved, 12), slot);
+    Release(moved, 12, slot);
+}
+
+TEST(SlabPoolTest, PagesAreAlignedAndComeFromTheLowestAddressUp) {
+    SlabPool pool;
+    std::vector<void*> pages;
+    for (std::size_t i = 0; i < kSlabPagesPerRegion; ++i) {
+        pages.push_back(pool.AcquirePage());
+        EXPECT_EQ(Address(pages.back()) % kSlabPageSize, 0u);
+    }
+    EXPECT_EQ(Address(pages[0]) % kSlabRegionSize, 0u);
+    for (std::size_t i = 1; i < pages.size(); ++i) {
+        EXPECT_EQ(Address(pages[i]), Address(pages[0]) + i * kSlabPageSize);
+    }
+    EXPECT_EQ(pool.GetStatistics().pagesAvailable, 0u);
+    void* next = pool.AcquirePage();
+    EXPECT_EQ(pool.GetStatistics().regionsInUse, 2u);
+
+    // A page back makes its region available again, and a foreign or repeated release is
+    // ignored.
+    pool.ReleasePage(pages[5]);
+    pool.ReleasePage(pages[5]);
+    std::uint64_t foreign[8] = {};
+    pool.ReleasePage(foreign);
+    EXPECT_EQ(pool.GetStatistics().pagesInUse, kSlabPagesPerRegion);
+
+    for (std::size_t i = 0; i < pages.size(); ++i) {
+        if (i != 5) {
+            pool.ReleasePage(pages[i]);
+        }
+    }
+    pool.ReleasePage(next);
+    const SlabPool::Statistics stats = pool.GetStatistics();
+    EXPECT_EQ(stats.regionsInUse, 0u);
+    EXPECT_EQ(stats.regionsReturned, 2u);
+}
+
+TEST(SlabPoolTest, RefusedRegionFallsBackToTheHeap) {
+    SlabPool pool(SlabPool::RegionSource{[]() -> void* { return nullptr; }, [](void*) {}});
+    SlabContext context(pool);
+    std::vector<void*> slots;
+    for (int i = 0; i < 200; ++i) {
+        slots.push_back(Allocate(context, 40));
+    }
+    SlabPool::Statistics stats = pool.GetStatistics();
+    EXPECT_EQ(stats.heapRegions, 1u);
+    EXPECT_EQ(stats.pagesInUse, 2u);
+    for (void* slot : slots) {
+        Release(context, 40, slot);
+    }
+    stats = pool.GetStatistics();
+    EXPECT_EQ(stats.heapRegions, 0u);
+    EXPECT_EQ(stats.regionsInUse, 0u);
+}
+
+TEST(SlabPoolTest, ProcessPoolAndSystemRegions) {
+    EXPECT_EQ(&SlabPool::Instance(), &SlabPool::Instance());
+    SlabContext context;
+    EXPECT_EQ(&context.Pool(), &SlabPool::Instance());
+
+    void* region = Platform::MapAlignedRegion();
+    ASSERT_NE(region, nullptr);
+    EXPECT_EQ(Address(region) % Platform::kRegionSize, 0u);
+    auto* bytes = static_cast<unsigned char*>(region);
+    EXPECT_EQ(bytes[0], 0u);
+    EXPECT_EQ(bytes[Platform::kRegionSize - 1], 0u);
+    bytes[Platform::kRegionSize - 1] = 1;
+    Platform::UnmapRegion(region);
+    Platform::UnmapRegion(nullptr);
+}
+
+}  // namespace
+}  // namespace Tavix::Client
