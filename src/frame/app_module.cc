@@ -1,0 +1,166 @@
+#include "frame/app_module.h"
+
+#include <cstring>
+#include <new>
+
+#include "log/log.h"
+#include "log/log_core.h"
+#include "log/memory.h"
+#include "log/plugin_log_target.h"
+#include "routing/function_name.h"
+#include "support/fatal.h"
+#include "support/format.h"
+
+namespace Tavix::Client {
+
+namespace {
+
+constexpr const char* kPluginLogTargetName = "PluginLogTarget";
+constexpr const char* kPluginLogLayout = "#D| #L| #G| #M";
+
+}  // namespace
+
+AppModule::AppModule() {
+    LogCore::AddReference();
+    operations.Attach = &AppModule::AttachEntry;
+    operations.Shutdown = &AppModule::ShutdownEntry;
+    operations.GetMemoryCounters = &AppModule::GetMemoryCountersEntry;
+}
+
+AppModule::~AppModule() {
+    apiTags.clear();
+    apiNamespace.clear();
+    // The target unhooks itself from the log core as it goes.
+    logTarget.reset();
+    LogCore::ReleaseReference();
+}
+
+void AppModule::Initialize(PluginLoadBlock& block, const std::string& name) {
+    PluginApiVersion core;
+    core.major = block.major;
+    core.minor = block.minor;
+    core.patch = block.patch;
+
+    if (!IsCompatible(core, kPluginApiVersion)) {
+        FatalReportWithMessage(kFatalIncompatiblePluginApi, kIncompatiblePluginApiMessage, name,
+                               kPluginApiVersion, core);
+    }
+
+    coreApiVersion = core;
+    pluginName = GetFullNameFromShortNameAndType(name, kBackendPluginType);
+    apiTags = {"Plugins", "Plugin " + pluginName.shortName};
+    apiNamespace = FunctionNameFromRoute("", pluginName.shortName);
+
+    // The framework's own types, the dispatcher's description of the API and the registry come
+    // with the binding layer; until then the module declares an empty API.
+    RegisterApi();
+
+    block.major = kPluginApiVersion.major;
+    block.minor = kPluginApiVersion.minor;
+    block.patch = kPluginApiVersion.patch;
+    block.operations = &operations;
+    block.module = this;
+    block.shortName = pluginName.shortName.c_str();
+    block.apiDescription = &apiDescription;
+}
+
+bool AppModule::AttachEntry(void* module, HostInterface* hostInterface) {
+    return static_cast<AppModule*>(module)->Attach(hostInterface);
+}
+
+void AppModule::ShutdownEntry(void* module) {
+    auto* self = static_cast<AppModule*>(module);
+    self->OnStop();
+    // The export built the module in memory of the tracked allocator.
+    self->~AppModule();
+    Release(self);
+}
+
+void AppModule::GetMemoryCountersEntry(void*, MemoryCounters* counters) {
+    AllocationCounterValues snapshot{};
+    ReadCounters(&snapshot);
+    counters->peakLiveBytes = snapshot.peakBytes;
+    counters->peakLiveAllocations = snapshot.peakAllocations;
+    counters->allocatedBytes = snapshot.bytesAllocated;
+    counters->allocations = snapshot.allocations;
+    counters->freedBytes = snapshot.bytesFreed;
+    counters->frees = snapshot.frees;
+    counters->reserved = 0;
+}
+
+bool AppModule::Attach(HostInterface* hostInterface) {
+    host = hostInterface;
+    InstallPluginLogTarget();
+    const std::string agent = Format("TavixClient/%1 (%2)", coreApiVersion, pluginName.shortName);
+    BindHost(host->clientId, pluginName.shortName, agent);
+    return OnStart();
+}
+
+// After attach the host's log is the only destination. When another module of the process has
+// installed the target already, this one leaves it alone.
+void AppModule::InstallPluginLogTarget() {
+    if (LogCore::FindTarget(kPluginLogTargetName) != nullptr) {
+        return;
+    }
+    for (LogTargetInterface* builtIn :
+         {LogCore::GetStdOutTarget(), LogCore::GetStdErrTarget(), LogCore::GetDebuggerTarget()}) {
+        builtIn->Detach(builtIn);
+    }
+    LogCore::SetLevel(LogLevel::Okay);
+    LogCore::SetIgnoredGroups(kLogGroupXtr);
+    logTarget = std::make_unique<PluginLogTarget>(host->operations);
+    LogTargetConfig config;
+    config.level = LogCore::GetLevel();
+    config.includedGroups = 0;
+    config.excludedGroups = 0;
+    config.format = kPluginLogLayout;
+    Install(*logTarget, config);
+}
+
+void AppModule::SendRequest(HostResponse& response, const HostRequest& request) {
+    host->operations->SendRequest(host->operations, &response, &request);
+}
+
+void AppModule::ReservedHostCall(std::uintptr_t first, std::uintptr_t second) {
+    host->operations->ReservedHostCall(host->operations, first, second);
+}
+
+void AppModule::SendEvent(const HostEvent& event) {
+    host->operations->SendEvent(host->operations, &event);
+}
+
+void AppModule::SubscribeToEvent(const char* name, std::uint32_t subscriberId,
+                                 HostEventCallback callback, void* context, std::uint32_t flags) {
+    host->operations->SubscribeToEvent(host->operations, name, subscriberId, callback, context,
+                                       flags);
+}
+
+void AppModule::UnsubscribeFromEvent(const char* name, std::uint32_t subscriberId) {
+    host->operations->UnsubscribeFromEvent(host->operations, name, subscriberId);
+}
+
+void AppModule::ScheduleCallback(const char* description, HostScheduledCallback callback,
+                                 void* context, double delaySeconds, std::uint32_t reserved) {
+    host->operations->ScheduleCallback(host->operations, description, callback, context,
+                                       delaySeconds, reserved);
+}
+
+void AppModule::YieldToHost() {
+    host->operations->YieldToHost(host->operations);
+}
+
+void AppModule::BeginWait(const std::string& label, std::uint32_t reserved) {
+    host->operations->BeginWait(host->operations, label.c_str(), reserved);
+}
+
+void AppModule::EndWait() {
+    host->operations->EndWait(host->operations);
+}
+
+void AppModule::RegisterApi() {}
+
+bool AppModule::OnStart() {
+    return true;
+}
+
+}  // namespace Tavix::Client
