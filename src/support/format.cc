@@ -4,13 +4,13 @@
 #include <cstdio>
 #include <cstring>
 
-#include "support/internal/format_specification.h"
+#include "support/internal/format_directive.h"
 
 namespace Tavix::Client {
 
 namespace {
 
-using internal::FormatSpecification;
+using internal::FormatDirective;
 using internal::FormatStar;
 
 // The conversions each row accepts; the first is its default.
@@ -32,13 +32,13 @@ const char* AllowedConversions(FormatArgumentKind kind) {
     return "s";
 }
 
-char ValidConversion(FormatArgumentKind kind, const FormatSpecification& spec) {
+char ValidConversion(FormatArgumentKind kind, const FormatDirective& directive) {
     const char* allowed = AllowedConversions(kind);
-    if (spec.bare || !spec.hasConversion || spec.conversion == '\0' ||
-        std::strchr(allowed, spec.conversion) == nullptr) {
+    if (directive.bare || !directive.hasConversion || directive.conversion == '\0' ||
+        std::strchr(allowed, directive.conversion) == nullptr) {
         return allowed[0];
     }
-    return spec.conversion;
+    return directive.conversion;
 }
 
 bool IsWide(FormatArgumentKind kind) {
@@ -113,21 +113,22 @@ private:
 };
 
 template <typename Value>
-int Print(Output& output, const char* spec, int starCount, const int* stars, Value value) {
+int Print(Output& output, const char* directive, int starCount, const int* stars, Value value) {
     switch (starCount) {
         case 0:
-            return std::snprintf(output.Cursor(), output.Room(), spec, value);
+            return std::snprintf(output.Cursor(), output.Room(), directive, value);
         case 1:
-            return std::snprintf(output.Cursor(), output.Room(), spec, stars[0], value);
+            return std::snprintf(output.Cursor(), output.Room(), directive, stars[0], value);
         default:
-            return std::snprintf(output.Cursor(), output.Room(), spec, stars[0], stars[1], value);
+            return std::snprintf(output.Cursor(), output.Room(), directive, stars[0], stars[1],
+                                 value);
     }
 }
 
-bool RenderArgument(Output& output, const FormatSpecification& spec, const FormatArgument& argument,
-                    int starCount, const int* stars) {
-    const char conversion = ValidConversion(argument.kind, spec);
-    const bool plain = spec.textLength == 1 && starCount == 0;
+bool RenderArgument(Output& output, const FormatDirective& directive,
+                    const FormatArgument& argument, int starCount, const int* stars) {
+    const char conversion = ValidConversion(argument.kind, directive);
+    const bool plain = directive.textLength == 1 && starCount == 0;
 
     // The common cases print without the runtime's format parser.
     if (plain && argument.kind == FormatArgumentKind::Text) {
@@ -144,9 +145,9 @@ bool RenderArgument(Output& output, const FormatSpecification& spec, const Forma
         return output.Append(digits, static_cast<std::size_t>(result.ptr - digits));
     }
 
-    char final[kFormatSpecificationLimit + 4];
-    std::memcpy(final, spec.text, spec.textLength);
-    std::size_t length = spec.textLength;
+    char final[kFormatDirectiveLimit + 4];
+    std::memcpy(final, directive.text, directive.textLength);
+    std::size_t length = directive.textLength;
     if (IsWide(argument.kind) && conversion != 'c') {
         final[length++] = 'l';
         final[length++] = 'l';
@@ -205,11 +206,11 @@ bool Resolve(const FormatStar& star, std::span<const FormatArgument> arguments,
     return true;
 }
 
-bool RenderSpecification(Output& output, const FormatSpecification& spec,
-                         std::span<const FormatArgument> arguments, std::size_t& sequential) {
+bool RenderDirective(Output& output, const FormatDirective& directive,
+                     std::span<const FormatArgument> arguments, std::size_t& sequential) {
     int stars[2];
     int starCount = 0;
-    for (const FormatStar* star : {&spec.width, &spec.precision}) {
+    for (const FormatStar* star : {&directive.width, &directive.precision}) {
         if (star->source == FormatStar::Source::None) {
             continue;
         }
@@ -222,12 +223,12 @@ bool RenderSpecification(Output& output, const FormatSpecification& spec,
     }
     const FormatArgument* argument = nullptr;
     const FormatStar value{
-        spec.position != 0 ? FormatStar::Source::Positional : FormatStar::Source::Sequential,
-        spec.position};
+        directive.position != 0 ? FormatStar::Source::Positional : FormatStar::Source::Sequential,
+        directive.position};
     if (!Resolve(value, arguments, sequential, argument)) {
         return false;
     }
-    return RenderArgument(output, spec, *argument, starCount, stars);
+    return RenderArgument(output, directive, *argument, starCount, stars);
 }
 
 }  // namespace
@@ -253,12 +254,12 @@ std::string FormatArguments(std::string_view pattern, std::span<const FormatArgu
             index = percent + 2;
             continue;
         }
-        const FormatSpecification spec =
-            internal::ParseFormatSpecification(pattern, percent, arguments.size());
-        if (spec.tooLong || !RenderSpecification(output, spec, arguments, sequential)) {
+        const FormatDirective directive =
+            internal::ParseFormatDirective(pattern, percent, arguments.size());
+        if (directive.tooLong || !RenderDirective(output, directive, arguments, sequential)) {
             break;
         }
-        index = spec.end;
+        index = directive.end;
     }
     return output.Take();
 }

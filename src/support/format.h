@@ -11,8 +11,8 @@
 namespace Tavix::Client {
 
 // Renders a message of the positional syntax: `%1`..`%4` print an argument by its own default
-// conversion, `%N$` followed by a printf specification prints argument N with that
-// specification, and a plain printf specification takes the next argument in order. A
+// conversion, `%N$` followed by a printf directive prints argument N with that
+// directive, and a plain printf directive takes the next argument in order. A
 // conversion that does not suit the argument is replaced by the argument's default, so nothing
 // is ever read or written beyond what was passed (`%d` with a text prints the text, `%n` prints
 // the argument). The text is cut silently at kFormatMaximumLength bytes.
@@ -23,9 +23,9 @@ std::string Format(std::string_view pattern, const Arguments&... arguments);
 inline constexpr std::size_t kFormatBufferSize = 4096;
 inline constexpr std::size_t kFormatMaximumLength = kFormatBufferSize - 1;
 
-// The longest specification (from the `%` to the conversion, without positions) is one
+// The longest directive (from the `%` to the conversion, without positions) is one
 // character shorter than this; a longer one ends the rendering where it starts.
-inline constexpr std::size_t kFormatSpecificationLimit = 60;
+inline constexpr std::size_t kFormatDirectiveLimit = 60;
 
 inline constexpr std::size_t kFormatMaximumArguments = 4;
 

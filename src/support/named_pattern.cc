@@ -3,7 +3,7 @@
 #include <cstdio>
 #include <cstring>
 
-#include "support/internal/format_specification.h"
+#include "support/internal/format_directive.h"
 
 namespace Tavix::Client {
 
@@ -41,17 +41,17 @@ public:
 
     void Append(char c) { Append(std::string_view(&c, 1)); }
 
-    void AppendReference(std::size_t index, std::string_view spec) {
+    void AppendReference(std::size_t index, std::string_view directive) {
         char number[24];
         const int length = std::snprintf(number, sizeof number, "%%%zu", index);
         Append(std::string_view(number, static_cast<std::size_t>(length)));
-        if (spec.empty()) {
+        if (directive.empty()) {
             bareEnd_ = text_.size();
             return;
         }
         text_ += '$';
-        text_ += spec;
-        if (!IsLetter(spec.back())) {
+        text_ += directive;
+        if (!IsLetter(directive.back())) {
             // Without a conversion the next character of the text would become one.
             text_ += 's';
         }
@@ -145,22 +145,22 @@ public:
                     i += 2;
                     continue;
                 }
-                const internal::FormatSpecification spec =
-                    internal::ParseFormatSpecification(pattern, i, count_);
-                if (spec.tooLong) {
-                    // `Format` would stop at this specification anyway.
+                const internal::FormatDirective directive =
+                    internal::ParseFormatDirective(pattern, i, count_);
+                if (directive.tooLong) {
+                    // `Format` would stop at this directive anyway.
                     return;
                 }
                 ParameterDescriptor descriptor;
                 descriptor.percentForm = true;
-                descriptor.spec = std::string(pattern.substr(i, spec.end - i));
-                if (spec.position != 0) {
-                    index_ = spec.position;
+                descriptor.spec = std::string(pattern.substr(i, directive.end - i));
+                if (directive.position != 0) {
+                    index_ = directive.position;
                 }
-                Finish(descriptor, spec.position != 0
-                                       ? (spec.bare ? Placement::Bare : Placement::Positioned)
+                Finish(descriptor, directive.position != 0
+                                       ? (directive.bare ? Placement::Bare : Placement::Positioned)
                                        : Placement::InOrder);
-                i = spec.end;
+                i = directive.end;
             } else if (c == '{') {
                 if (i + 1 < size && pattern[i + 1] == '{') {
                     output_.Append('{');
@@ -274,7 +274,7 @@ private:
         } else if (placement == Placement::Positioned) {
             output_.Append(descriptor.spec);
         } else {
-            // `Format` gives a specification without a position the next argument in its own
+            // `Format` gives a directive without a position the next argument in its own
             // order, which named references before it do not advance; the explicit position
             // keeps the printed argument the one recorded here.
             output_.AppendReference(index, std::string_view(descriptor.spec).substr(1));

@@ -12,7 +12,7 @@ namespace Tavix::Client {
 struct ParameterDescriptor {
     std::string name;        // empty for an anonymous parameter
     std::string fallback;    // after `?`: printed instead when the argument is empty
-    std::string spec;        // after `:`; for a `%` parameter, its whole specification
+    std::string spec;        // after `:`; for a `%` parameter, its whole directive
     std::string modifier;    // after `@`: "str" or "hex"
     bool typedName = false;  // `{#name}`: the name gets a suffix for the argument's type
     bool hidden = false;     // `!`: recorded, not printed
@@ -29,8 +29,8 @@ struct ParameterDescriptor {
 //
 // Inside braces: `#` right after the brace asks for a typed name, `!` hides the reference, `?`
 // starts a fallback for an empty argument, `@` a modifier ("str", "hex"), `:` a printf
-// specification, and `\` takes the next character literally. Outside braces `{{` and `}}` print
-// one brace, and `%` specifications work as in `Format`.
+// directive, and `\` takes the next character literally. Outside braces `{{` and `}}` print
+// one brace, and `%` directives work as in `Format`.
 void ExpandNamedPattern(std::string_view pattern, const MessageParameter* arguments,
                         std::size_t argumentCount, std::string& output,
                         MessageParameterMap& parameters);

@@ -179,10 +179,11 @@ TEST(NamedPatternTest, ModifiersConvertTheRecordedValue) {
     EXPECT_EQ(Expand("{s@hex}", Text("x")).pattern, "%1");
 }
 
-TEST(NamedPatternTest, SpecificationsAndEscapes) {
-    const Expansion spec = Expand("[{n:5d}] [{w:-4}]", MessageParameter::Signed(42), Text("ab"));
-    EXPECT_EQ(spec.pattern, "[%1$5d] [%2$-4s]");
-    EXPECT_EQ(Format(spec.pattern, 42, "ab"), "[   42] [ab  ]");
+TEST(NamedPatternTest, DirectivesAndEscapes) {
+    const Expansion directive =
+        Expand("[{n:5d}] [{w:-4}]", MessageParameter::Signed(42), Text("ab"));
+    EXPECT_EQ(directive.pattern, "[%1$5d] [%2$-4s]");
+    EXPECT_EQ(Format(directive.pattern, 42, "ab"), "[   42] [ab  ]");
 
     const Expansion escaped = Expand("{a\\}b\\:c!?x}", Text(""));
     EXPECT_EQ(escaped.pattern, "x");
@@ -191,7 +192,7 @@ TEST(NamedPatternTest, SpecificationsAndEscapes) {
     EXPECT_THAT(named.parameters, UnorderedElementsAre(Pair("a}bc", Text("v"))));
 }
 
-TEST(NamedPatternTest, PercentSpecificationsTakeTheRunningIndex) {
+TEST(NamedPatternTest, PercentDirectivesTakeTheRunningIndex) {
     const Expansion expanded =
         Expand("{a} %s %1 %3$d {c}", Text("x"), Text("y"), Text("z"), Text("w"));
     EXPECT_EQ(expanded.pattern, "%1 %2$s %1 %3$d %4");

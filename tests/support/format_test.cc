@@ -39,7 +39,7 @@ TEST(FormatTest, EachRowHasItsDefaultAndItsWidth) {
     EXPECT_EQ(Format("%s", static_cast<const char*>(nullptr)), "(null)");
 }
 
-TEST(FormatTest, PositionsWithSpecificationsMixWithSequentialOnes) {
+TEST(FormatTest, PositionsWithDirectivesMixWithSequentialOnes) {
     EXPECT_EQ(Format("%2$-6s|%d", 7, "ab"), "ab    |7");
     EXPECT_EQ(Format("%2$05d", 1, 42), "00042");
     // A position does not advance the sequential counter.
@@ -119,7 +119,7 @@ TEST(FormatTest, OutputIsCutSilentlyAt4095Bytes) {
     EXPECT_EQ(Format("ab%99999999999dcd", 1), "ab");
 }
 
-TEST(FormatTest, SpecificationsStopAtSixtyCharacters) {
+TEST(FormatTest, DirectivesStopAtSixtyCharacters) {
     // '%', flags, a width of one digit and the conversion: 59 characters still fit.
     const std::string fits = "x%" + std::string(56, '0') + "1dy";
     EXPECT_EQ(Format(fits, 7), "x7y");

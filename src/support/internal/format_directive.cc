@@ -1,4 +1,4 @@
-#include "support/internal/format_specification.h"
+#include "support/internal/format_directive.h"
 
 #include <cstring>
 
@@ -18,10 +18,10 @@ bool IsFlag(char c) {
 // overflowing.
 constexpr std::size_t kPositionCap = 1000;
 
-class SpecificationReader {
+class DirectiveReader {
 public:
-    SpecificationReader(std::string_view pattern, std::size_t start, FormatSpecification& spec)
-        : pattern_(pattern), index_(start), spec_(spec) {}
+    DirectiveReader(std::string_view pattern, std::size_t start, FormatDirective& directive)
+        : pattern_(pattern), index_(start), spec_(directive) {}
 
     bool AtEnd() const { return index_ >= pattern_.size(); }
     char Peek() const { return pattern_[index_]; }
@@ -31,7 +31,7 @@ public:
 
     // Counts one character against the limit and, if `printed`, keeps it in the text.
     bool Take(char c, bool printed) {
-        if (count_ + 1 >= kFormatSpecificationLimit) {
+        if (count_ + 1 >= kFormatDirectiveLimit) {
             spec_.tooLong = true;
             return false;
         }
@@ -89,11 +89,11 @@ public:
 private:
     std::string_view pattern_;
     std::size_t index_;
-    FormatSpecification& spec_;
+    FormatDirective& spec_;
     std::size_t count_ = 0;
 };
 
-bool ReadLength(SpecificationReader& reader) {
+bool ReadLength(DirectiveReader& reader) {
     if (reader.AtEnd()) {
         return true;
     }
@@ -117,23 +117,23 @@ bool ReadLength(SpecificationReader& reader) {
 
 }  // namespace
 
-FormatSpecification ParseFormatSpecification(std::string_view pattern, std::size_t percent,
-                                             std::size_t argumentCount) {
-    FormatSpecification spec;
-    SpecificationReader reader(pattern, percent + 1, spec);
+FormatDirective ParseFormatDirective(std::string_view pattern, std::size_t percent,
+                                     std::size_t argumentCount) {
+    FormatDirective directive;
+    DirectiveReader reader(pattern, percent + 1, directive);
     reader.Take('%', true);
 
     if (!reader.AtEnd() && reader.Peek() >= '1' && reader.Peek() <= '9') {
         std::size_t value = 0;
         const std::size_t behind = reader.ReadNumber(reader.Index(), value);
         if (value <= argumentCount) {
-            spec.position = value;
+            directive.position = value;
             if (behind < pattern.size() && pattern[behind] == '$') {
                 reader.MoveTo(behind + 1);
             } else {
-                spec.bare = true;
-                spec.end = behind;
-                return spec;
+                directive.bare = true;
+                directive.end = behind;
+                return directive;
             }
         }
         // Out of range: not a position, the digits are read again as a width.
@@ -141,35 +141,35 @@ FormatSpecification ParseFormatSpecification(std::string_view pattern, std::size
 
     while (!reader.AtEnd() && IsFlag(reader.Peek())) {
         if (!reader.Take(reader.Peek(), true)) {
-            return spec;
+            return directive;
         }
         reader.Skip();
     }
-    if (!reader.ReadAmount(spec.width)) {
-        return spec;
+    if (!reader.ReadAmount(directive.width)) {
+        return directive;
     }
     if (!reader.AtEnd() && reader.Peek() == '.') {
         if (!reader.Take('.', true)) {
-            return spec;
+            return directive;
         }
         reader.Skip();
-        if (!reader.ReadAmount(spec.precision)) {
-            return spec;
+        if (!reader.ReadAmount(directive.precision)) {
+            return directive;
         }
     }
     if (!ReadLength(reader)) {
-        return spec;
+        return directive;
     }
     if (!reader.AtEnd()) {
         if (!reader.Take(reader.Peek(), false)) {
-            return spec;
+            return directive;
         }
-        spec.conversion = reader.Peek();
-        spec.hasConversion = true;
+        directive.conversion = reader.Peek();
+        directive.hasConversion = true;
         reader.Skip();
     }
-    spec.end = reader.Index();
-    return spec;
+    directive.end = reader.Index();
+    return directive;
 }
 
 }  // namespace Tavix::Client::internal

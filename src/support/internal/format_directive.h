@@ -14,13 +14,13 @@ struct FormatStar {
     std::size_t position = 0;  // 1-based, for Positional
 };
 
-// One `%` specification of the positional syntax, as read from a pattern. Both `Format` and the
-// named-pattern expansion read specifications the same way, so that an expanded pattern renders
+// One `%` directive of the positional syntax, as read from a pattern. Both `Format` and the
+// named-pattern expansion read directives the same way, so that an expanded pattern renders
 // exactly as its author wrote it.
-struct FormatSpecification {
-    // The specification reached kFormatSpecificationLimit characters; rendering stops.
+struct FormatDirective {
+    // The directive reached kFormatDirectiveLimit characters; rendering stops.
     bool tooLong = false;
-    // Pattern index right behind the specification.
+    // Pattern index right behind the directive.
     std::size_t end = 0;
     // 1-based argument position, or 0 for the next argument in order.
     std::size_t position = 0;
@@ -33,13 +33,13 @@ struct FormatSpecification {
     char conversion = '\0';
     // '%', flags, width and precision as they will be printed: no positions, no length
     // modifier (the argument's own size decides that), no conversion.
-    char text[kFormatSpecificationLimit] = {};
+    char text[kFormatDirectiveLimit] = {};
     std::size_t textLength = 0;
 };
 
-// Reads the specification whose `%` is at `pattern[percent]`; `%%` is the caller's business. A
+// Reads the directive whose `%` is at `pattern[percent]`; `%%` is the caller's business. A
 // number right behind the `%` is a position only when it is between 1 and `argumentCount`.
-FormatSpecification ParseFormatSpecification(std::string_view pattern, std::size_t percent,
-                                             std::size_t argumentCount);
+FormatDirective ParseFormatDirective(std::string_view pattern, std::size_t percent,
+                                     std::size_t argumentCount);
 
 }  // namespace Tavix::Client::internal
