@@ -7,6 +7,17 @@
 namespace Tavix::Client {
 namespace {
 
+// Turns a function of the core into a table entry, which also receives the table.
+template <auto Function>
+struct Entry;
+
+template <typename Result, typename... Arguments, Result (*Function)(Arguments...)>
+struct Entry<Function> {
+    static Result Call(const LogInterface*, Arguments... arguments) {
+        return Function(arguments...);
+    }
+};
+
 std::int32_t EntryGetInterfaceVersion() {
     return kLogInterfaceVersion;
 }
@@ -45,32 +56,32 @@ void EntryLog(LogLevel level, std::uint32_t maskLow, std::uint32_t maskHigh, con
 }
 
 constexpr LogInterface kLogEntries = {
-    EntryGetInterfaceVersion,
-    LogCore::AddReference,
-    LogCore::ReleaseReference,
-    LogCore::SetLevel,
-    LogCore::GetLevel,
-    LogCore::SetIgnoredGroups,
-    LogCore::GetIgnoredGroups,
-    LogCore::Disable,
-    LogCore::Enable,
-    LogCore::SetReservedFlag,
-    LogCore::ClearReservedFlag,
-    LogCore::AddTarget,
-    LogCore::RemoveTarget,
-    LogCore::FindTarget,
-    LogCore::GetStdOutTarget,
-    LogCore::GetStdErrTarget,
-    LogCore::GetDebuggerTarget,
-    RegisterGroup,
-    EntryGroupNames,
-    EntryFormatLine,
-    LevelName,
-    LogCore::GetExecutableName,
-    EntryGetLocalTime,
-    EntryFormatTimestamp,
-    EntryFormatFileTimestamp,
-    EntryLog,
+    &Entry<EntryGetInterfaceVersion>::Call,
+    &Entry<LogCore::AddReference>::Call,
+    &Entry<LogCore::ReleaseReference>::Call,
+    &Entry<LogCore::SetLevel>::Call,
+    &Entry<LogCore::GetLevel>::Call,
+    &Entry<LogCore::SetIgnoredGroups>::Call,
+    &Entry<LogCore::GetIgnoredGroups>::Call,
+    &Entry<LogCore::Disable>::Call,
+    &Entry<LogCore::Enable>::Call,
+    &Entry<LogCore::SetReservedFlag>::Call,
+    &Entry<LogCore::ClearReservedFlag>::Call,
+    &Entry<LogCore::AddTarget>::Call,
+    &Entry<LogCore::RemoveTarget>::Call,
+    &Entry<LogCore::FindTarget>::Call,
+    &Entry<LogCore::GetStdOutTarget>::Call,
+    &Entry<LogCore::GetStdErrTarget>::Call,
+    &Entry<LogCore::GetDebuggerTarget>::Call,
+    &Entry<RegisterGroup>::Call,
+    &Entry<EntryGroupNames>::Call,
+    &Entry<EntryFormatLine>::Call,
+    &Entry<LevelName>::Call,
+    &Entry<LogCore::GetExecutableName>::Call,
+    &Entry<EntryGetLocalTime>::Call,
+    &Entry<EntryFormatTimestamp>::Call,
+    &Entry<EntryFormatFileTimestamp>::Call,
+    &Entry<EntryLog>::Call,
 };
 
 }  // namespace

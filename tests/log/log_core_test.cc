@@ -326,51 +326,51 @@ TEST_F(LogCoreTest, MessageCarriesItsFieldsAndALongTextIsCut) {
 TEST_F(LogCoreTest, InterfaceTableReachesTheCore) {
     const LogInterface* log = GetLogInterface();
     ASSERT_EQ(log, GetLogInterface());
-    EXPECT_EQ(log->GetInterfaceVersion(), 1);
+    EXPECT_EQ(log->GetInterfaceVersion(log), 1);
 
     CapturingTarget target("TableTarget");
     target.Configure(OpenConfig("#G #M"));
-    log->AddTarget(target.Interface());
-    EXPECT_EQ(log->FindTarget("TableTarget"), target.Interface());
+    log->AddTarget(log, target.Interface());
+    EXPECT_EQ(log->FindTarget(log, "TableTarget"), target.Interface());
 
-    log->SetLevel(LogLevel::Error);
-    EXPECT_EQ(log->GetLevel(), LogLevel::Error);
-    log->SetIgnoredGroups(kLogGroupPrf);
-    EXPECT_EQ(log->GetIgnoredGroups(), kLogGroupPrf);
+    log->SetLevel(log, LogLevel::Error);
+    EXPECT_EQ(log->GetLevel(log), LogLevel::Error);
+    log->SetIgnoredGroups(log, kLogGroupPrf);
+    EXPECT_EQ(log->GetIgnoredGroups(log), kLogGroupPrf);
 
     auto forward = [&](LogLevel level, LogGroupMask mask, const char* format, ...) {
         va_list arguments;
         va_start(arguments, format);
-        log->Log(level, static_cast<std::uint32_t>(mask), static_cast<std::uint32_t>(mask >> 32),
-                 format, arguments);
+        log->Log(log, level, static_cast<std::uint32_t>(mask),
+                 static_cast<std::uint32_t>(mask >> 32), format, arguments);
         va_end(arguments);
     };
     forward(LogLevel::Error, (LogGroupMask{1} << 8) | kLogGroupDbg, "low and high %d", 1);
     forward(LogLevel::Warn, kLogGroupDbg, "below the level");
     forward(LogLevel::Error, kLogGroupPrf, "ignored");
-    log->Disable();
+    log->Disable(log);
     forward(LogLevel::Always, kLogGroupDbg, "disabled");
-    log->Enable();
+    log->Enable(log);
     EXPECT_THAT(target.lines, ElementsAre("DBG;LOC low and high 1\n"));
 
-    log->RemoveTarget(target.Interface());
-    EXPECT_EQ(log->FindTarget("TableTarget"), nullptr);
+    log->RemoveTarget(log, target.Interface());
+    EXPECT_EQ(log->FindTarget(log, "TableTarget"), nullptr);
 
     LogGroupMask mask = 0;
-    log->RegisterGroup(&mask, "LOC");
+    log->RegisterGroup(log, &mask, "LOC");
     EXPECT_EQ(mask, kLogGroupLoc);
-    EXPECT_STREQ(log->LevelName(LogLevel::Always), "ALWAYS");
-    EXPECT_STREQ(log->GetExecutableName(), "log_core_test");
-    EXPECT_EQ(log->GetStdErrTarget(), LogCore::GetStdErrTarget());
-    EXPECT_EQ(log->GetStdOutTarget(), LogCore::GetStdOutTarget());
-    EXPECT_EQ(log->GetDebuggerTarget(), LogCore::GetDebuggerTarget());
+    EXPECT_STREQ(log->LevelName(log, LogLevel::Always), "ALWAYS");
+    EXPECT_STREQ(log->GetExecutableName(log), "log_core_test");
+    EXPECT_EQ(log->GetStdErrTarget(log), LogCore::GetStdErrTarget());
+    EXPECT_EQ(log->GetStdOutTarget(log), LogCore::GetStdOutTarget());
+    EXPECT_EQ(log->GetDebuggerTarget(log), LogCore::GetDebuggerTarget());
 
     char text[32];
     const Platform::LocalTime fixed{2024, 3, 7, 9, 5, 2, 45};
-    EXPECT_EQ(log->FormatFileTimestamp(text, sizeof text, &fixed), 19);
+    EXPECT_EQ(log->FormatFileTimestamp(log, text, sizeof text, &fixed), 19);
     EXPECT_STREQ(text, "2024-03-07T09-05-02");
     const LogMessage message{fixed, LogLevel::Okay, kLogGroupMem, "text"};
-    log->FormatLine(text, sizeof text, "#L #G #M", &message);
+    log->FormatLine(log, text, sizeof text, "#L #G #M", &message);
     EXPECT_STREQ(text, "  OKAY MEM text\n");
 }
 
