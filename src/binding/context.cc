@@ -1,0 +1,174 @@
+#include "binding/context.h"
+
+#include <cstring>
+#include <new>
+
+#include "binding/value.h"
+#include "log/memory.h"
+
+namespace Tavix::Client {
+namespace {
+
+constexpr std::uint32_t kInitialBuckets = 8;
+
+BindingString** AllocateBuckets(Internal::RecordPool& pool, std::uint32_t count) {
+    const std::size_t bytes = count * sizeof(BindingString*);
+    void* memory = count == kInitialBuckets ? pool.Allocate(bytes) : Allocate(bytes);
+    std::memset(memory, 0, bytes);
+    return static_cast<BindingString**>(memory);
+}
+
+void ReleaseBuckets(Internal::RecordPool& pool, BindingString** buckets, std::uint32_t count) {
+    if (buckets == nullptr) {
+        return;
+    }
+    if (count == kInitialBuckets) {
+        pool.Release(count * sizeof(BindingString*), buckets);
+    } else {
+        Release(buckets);
+    }
+}
+
+}  // namespace
+
+BindingString& BindingString::SharedEmpty() {
+    static BindingString empty;
+    return empty;
+}
+
+BindingContext::BindingContext() {
+    ResetTable();
+}
+
+BindingContext::~BindingContext() {
+    if (sink_ != nullptr) {
+        sink_->~BindingValue();
+        ReleaseRecord(sizeof(BindingValue), sink_);
+    }
+    // Whatever the values of the tree still refer to goes with the table.
+    for (std::uint32_t i = 0; i < bucketCount_; ++i) {
+        BindingString* entry = buckets_[i];
+        while (entry != nullptr) {
+            BindingString* next = entry->next_;
+            FreeEntry(entry);
+            entry = next;
+        }
+    }
+    ReleaseBuckets(pool_, buckets_, bucketCount_);
+}
+
+void BindingContext::FreeEntry(BindingString* entry) {
+    if (!BindingString::IsInline(entry->size_)) {
+        Release(const_cast<char*>(entry->Text()));
+    }
+    ReleaseRecord(BindingString::EntrySize(entry->size_), entry);
+}
+
+void BindingContext::ResetTable() {
+    ReleaseBuckets(pool_, buckets_, bucketCount_);
+    bucketCount_ = kInitialBuckets;
+    buckets_ = AllocateBuckets(pool_, bucketCount_);
+}
+
+BindingString* BindingContext::Find(const HashedName& text) const {
+    if (text.Text().empty()) {
+        return &BindingString::SharedEmpty();
+    }
+    BindingString* entry = buckets_[text.Hash() & (bucketCount_ - 1)];
+    for (; entry != nullptr; entry = entry->next_) {
+        if (entry->hash_ == text.Hash() && entry->size_ == text.Text().size() &&
+            std::memcmp(entry->Text(), text.Text().data(), entry->size_) == 0) {
+            return entry;
+        }
+    }
+    return nullptr;
+}
+
+BindingString* BindingContext::Intern(const HashedName& text) {
+    BindingString* found = Find(text);
+    if (found != nullptr) {
+        Retain(found);
+        return found;
+    }
+
+    const std::size_t size = text.Text().size();
+    void* record = AllocateRecord(BindingString::EntrySize(size));
+    auto* entry = new (record) BindingString();
+    char* storage;
+    if (BindingString::IsInline(size)) {
+        storage = static_cast<char*>(record) + BindingString::kHeadSize;
+    } else {
+        storage = static_cast<char*>(Allocate(size + 1));
+        std::memcpy(static_cast<char*>(record) + BindingString::kLongPointerOffset, &storage,
+                    sizeof storage);
+    }
+    std::memcpy(storage, text.Text().data(), size);
+    storage[size] = '\0';
+    BindingString*& bucket = buckets_[text.Hash() & (bucketCount_ - 1)];
+    entry->next_ = bucket;
+    entry->hash_ = text.Hash();
+    entry->size_ = static_cast<std::uint32_t>(size);
+    entry->references_ = 1;
+    bucket = entry;
+    if (++stringCount_ > bucketCount_) {
+        Grow();
+    }
+    return entry;
+}
+
+void BindingContext::ReleaseString(BindingString* string) {
+    if (string->IsSharedEmpty() || --string->references_ != 0) {
+        return;
+    }
+    BindingString** link = &buckets_[string->hash_ & (bucketCount_ - 1)];
+    while (*link != string) {
+        link = &(*link)->next_;
+    }
+    *link = string->next_;
+    FreeEntry(string);
+    if (--stringCount_ == 0 && bucketCount_ != kInitialBuckets) {
+        ResetTable();
+    }
+}
+
+void BindingContext::ReserveStrings(std::size_t count) {
+    std::uint32_t buckets = bucketCount_;
+    while (buckets < count && buckets < (1u << 30)) {
+        buckets *= 2;
+    }
+    if (buckets != bucketCount_) {
+        Rehash(buckets);
+    }
+}
+
+void BindingContext::Grow() {
+    Rehash(bucketCount_ * 2);
+}
+
+void BindingContext::Rehash(std::uint32_t count) {
+    BindingString** buckets = AllocateBuckets(pool_, count);
+    for (std::uint32_t i = 0; i < bucketCount_; ++i) {
+        BindingString* entry = buckets_[i];
+        while (entry != nullptr) {
+            BindingString* next = entry->next_;
+            BindingString*& bucket = buckets[entry->hash_ & (count - 1)];
+            entry->next_ = bucket;
+            bucket = entry;
+            entry = next;
+        }
+    }
+    ReleaseBuckets(pool_, buckets_, bucketCount_);
+    buckets_ = buckets;
+    bucketCount_ = count;
+}
+
+BindingValue& BindingContext::OverflowSink() {
+    if (sink_ == nullptr) {
+        sink_ = new (AllocateRecord(sizeof(BindingValue))) BindingValue(this);
+    } else {
+        sink_->Reset();
+    }
+    return *sink_;
+}
+
+}  // namespace Tavix::Client

@@ -1,0 +1,75 @@
+#pragma once
+// The arena of one value tree: the pooled small records of its values and the table of its
+// interned strings. The root that first needs storage creates it; every value of the tree shares
+// it; it is destroyed with that root. It has no lock: a tree belongs to one thread at a time.
+
+#include <cstddef>
+#include <cstdint>
+#include <string_view>
+
+#include "binding/binding_string.h"
+#include "binding/hashed_name.h"
+#include "binding/internal/record_pool.h"
+
+namespace Tavix::Client {
+
+class BindingValue;
+
+class BindingContext {
+public:
+    BindingContext();
+    // Frees the strings still in the table along with it; the values of the tree must have
+    // released their records before.
+    ~BindingContext();
+    BindingContext(const BindingContext&) = delete;
+    BindingContext& operator=(const BindingContext&) = delete;
+
+    // Small fixed-size records (at most 72 bytes) from the context's slabs. The caller states
+    // the size again on release.
+    void* AllocateRecord(std::size_t size) { return pool_.Allocate(size); }
+    void ReleaseRecord(std::size_t size, void* record) { pool_.Release(size, record); }
+
+    // The entry of this text with one more reference, created with one when it is new. A null
+    // or empty text gives the shared empty string, which is never counted.
+    BindingString* Intern(const HashedName& text);
+    // The entry of this text, or null; adds no reference.
+    BindingString* Find(const HashedName& text) const;
+    // One more reference to an entry of this context (or to the shared empty string).
+    static void Retain(BindingString* string) {
+        if (!string->IsSharedEmpty()) {
+            ++string->references_;
+        }
+    }
+    // One reference less; the entry goes when none is left.
+    void ReleaseString(BindingString* string);
+    // Sizes the table for `count` texts at once, sparing the rehashes of growing one by one.
+    void ReserveStrings(std::size_t count);
+
+    // Distinct texts in the table, and its bucket count.
+    std::size_t StringCount() const { return stringCount_; }
+    std::size_t BucketCount() const { return bucketCount_; }
+    // Pooled records handed out and not yet released, the string table's own included.
+    std::size_t OutstandingRecords() const { return pool_.Outstanding(); }
+    // The slot bytes of those records.
+    std::size_t RecordBytes() const { return pool_.BytesInUse(); }
+    // Pages of 4096 bytes that the context's slabs hold from the process-wide pool.
+    std::size_t PagesHeld() const { return pool_.PagesHeld(); }
+
+    // The scratch value handed out when a collection refuses to grow. Whatever was written to it
+    // before is released first.
+    BindingValue& OverflowSink();
+
+private:
+    void FreeEntry(BindingString* entry);
+    void Grow();
+    void Rehash(std::uint32_t count);
+    void ResetTable();
+
+    Internal::RecordPool pool_;
+    BindingString** buckets_ = nullptr;
+    std::uint32_t bucketCount_ = 0;
+    std::uint32_t stringCount_ = 0;
+    BindingValue* sink_ = nullptr;
+};
+
+}  // namespace Tavix::Client

@@ -1,0 +1,41 @@
+#pragma once
+// A name with its FNV-1a hash: the key of every search in a string table. It only borrows the
+// caller's text, so a search copies nothing; the text is copied when the name is interned.
+
+#include <cstddef>
+#include <cstdint>
+#include <string_view>
+
+#include "support/fnv1a.h"
+
+namespace Tavix::Client {
+
+class HashedName {
+public:
+    constexpr HashedName() = default;
+    // Explicit: hashing costs a pass over the text, and a search by name often needs none.
+    constexpr explicit HashedName(std::string_view text) : text_(text), hash_(Fnv1a(text)) {}
+    constexpr explicit HashedName(const char* text)
+        : HashedName(text == nullptr ? std::string_view() : std::string_view(text)) {}
+    constexpr HashedName(std::string_view text, std::uint32_t hash) : text_(text), hash_(hash) {}
+
+    constexpr std::string_view Text() const { return text_; }
+    constexpr std::uint32_t Hash() const { return hash_; }
+
+    friend constexpr bool operator==(const HashedName& a, const HashedName& b) {
+        return a.hash_ == b.hash_ && a.text_ == b.text_;
+    }
+
+private:
+    std::string_view text_{};
+    std::uint32_t hash_ = kFnv1aBasis;
+};
+
+// `"queueId"_name`: a literal name hashed while the module is compiled.
+inline namespace NameLiterals {
+consteval HashedName operator""_name(const char* text, std::size_t size) {
+    return HashedName(std::string_view(text, size));
+}
+}  // namespace NameLiterals
+
+}  // namespace Tavix::Client

@@ -1,0 +1,170 @@
+#include "binding/internal/structure_tree.h"
+
+#include <cstring>
+#include <new>
+
+#include "binding/binding_string.h"
+#include "binding/context.h"
+
+namespace Tavix::Client::Internal {
+namespace {
+
+// A red-black tree of n nodes is at most 2 log2(n + 1) high; 96 levels cover any count that
+// memory can hold.
+constexpr std::size_t kMaxHeight = 96;
+
+StructureNode* Child(StructureNode* node, bool right) {
+    return right ? node->right : node->Left();
+}
+
+void SetChild(StructureNode* node, bool right, StructureNode* child) {
+    if (right) {
+        node->right = child;
+    } else {
+        node->SetLeft(child);
+    }
+}
+
+// Puts `replacement` where `old` hung below `parent` (or at the root).
+void Replace(StructureData& data, StructureNode* parent, StructureNode* old,
+             StructureNode* replacement) {
+    if (parent == nullptr) {
+        data.root = replacement;
+    } else if (parent->Left() == old) {
+        parent->SetLeft(replacement);
+    } else {
+        parent->right = replacement;
+    }
+}
+
+// A left rotation when `toLeft` (the right child takes the node's place), else a right one.
+// Returns the child that was lifted.
+StructureNode* Rotate(StructureNode* node, bool toLeft) {
+    StructureNode* lifted = Child(node, toLeft);
+    SetChild(node, toLeft, Child(lifted, !toLeft));
+    SetChild(lifted, !toLeft, node);
+    return lifted;
+}
+
+}  // namespace
+
+int CompareNames(std::string_view a, std::string_view b) {
+    const std::size_t common = a.size() < b.size() ? a.size() : b.size();
+    // Most names of a structure already differ in their first byte.
+    if (common != 0 && a[0] != b[0]) {
+        return static_cast<unsigned char>(a[0]) < static_cast<unsigned char>(b[0]) ? -1 : 1;
+    }
+    // Names are short: a plain loop beats a call for them.
+    if (common <= 16) {
+        for (std::size_t i = 1; i < common; ++i) {
+            if (a[i] != b[i]) {
+                return static_cast<unsigned char>(a[i]) < static_cast<unsigned char>(b[i]) ? -1 : 1;
+            }
+        }
+    } else {
+        const int bytes = std::memcmp(a.data(), b.data(), common);
+        if (bytes != 0) {
+            return bytes;
+        }
+    }
+    return a.size() < b.size() ? -1 : (a.size() > b.size() ? 1 : 0);
+}
+
+StructureNode* FindNode(const StructureData& data, std::string_view name) {
+    StructureNode* node = data.root;
+    while (node != nullptr) {
+        const int order = CompareNames(name, node->name->View());
+        if (order == 0) {
+            return node;
+        }
+        node = order < 0 ? node->Left() : node->right;
+    }
+    return nullptr;
+}
+
+StructureNode* FindOrInsertNode(StructureData& data, std::string_view name,
+                                const HashedName* hashed) {
+    StructureNode* path[kMaxHeight];
+    bool wentRight[kMaxHeight];
+    std::size_t depth = 0;
+    StructureNode* node = data.root;
+    while (node != nullptr) {
+        const int order = CompareNames(name, node->name->View());
+        if (order == 0) {
+            return node;
+        }
+        path[depth] = node;
+        wentRight[depth] = order > 0;
+        ++depth;
+        node = order > 0 ? node->right : node->Left();
+    }
+
+    BindingContext& context = *data.context;
+    auto* created = static_cast<StructureNode*>(context.AllocateRecord(sizeof(StructureNode)));
+    created->leftAndColour = 1;  // red, no left child
+    created->right = nullptr;
+    created->name = context.Intern(hashed != nullptr ? *hashed : HashedName(name));
+    new (&created->value) BindingValue(&context);
+    ++data.count;
+    if (depth == 0) {
+        created->SetRed(false);
+        data.root = created;
+        return created;
+    }
+    SetChild(path[depth - 1], wentRight[depth - 1], created);
+
+    // Restore the rules upward. The node being fixed is red and hangs below path[k - 1].
+    std::size_t k = depth;
+    while (k >= 1 && path[k - 1]->IsRed()) {
+        StructureNode* parent = path[k - 1];
+        // A red parent is never the root, so a grandparent exists.
+        StructureNode* grand = path[k - 2];
+        const bool parentIsRight = wentRight[k - 2];
+        StructureNode* uncle = Child(grand, !parentIsRight);
+        if (uncle != nullptr && uncle->IsRed()) {
+            parent->SetRed(false);
+            uncle->SetRed(false);
+            grand->SetRed(true);
+            k -= 2;
+            continue;
+        }
+        StructureNode* greatGrand = k >= 3 ? path[k - 3] : nullptr;
+        if (wentRight[k - 1] != parentIsRight) {
+            // The inner case: turn it into the outer one first.
+            SetChild(grand, parentIsRight, Rotate(parent, !parentIsRight));
+        }
+        StructureNode* top = Rotate(grand, parentIsRight);
+        Replace(data, greatGrand, grand, top);
+        top->SetRed(false);
+        grand->SetRed(true);
+        break;
+    }
+    data.root->SetRed(false);
+    return created;
+}
+
+int CheckTree(const StructureNode* node) {
+    if (node == nullptr) {
+        return 1;
+    }
+    const StructureNode* left = node->Left();
+    const StructureNode* right = node->right;
+    if (node->IsRed() &&
+        ((left != nullptr && left->IsRed()) || (right != nullptr && right->IsRed()))) {
+        return -1;
+    }
+    if (left != nullptr && CompareNames(left->name->View(), node->name->View()) >= 0) {
+        return -1;
+    }
+    if (right != nullptr && CompareNames(right->name->View(), node->name->View()) <= 0) {
+        return -1;
+    }
+    const int leftHeight = CheckTree(left);
+    const int rightHeight = CheckTree(right);
+    if (leftHeight < 0 || rightHeight < 0 || leftHeight != rightHeight) {
+        return -1;
+    }
+    return leftHeight + (node->IsRed() ? 0 : 1);
+}
+
+}  // namespace Tavix::Client::Internal

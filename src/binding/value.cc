@@ -1,0 +1,794 @@
+#include "binding/value.h"
+
+#include <cmath>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <limits>
+#include <new>
+#include <utility>
+
+#include "binding/binding_string.h"
+#include "binding/context.h"
+#include "binding/internal/records.h"
+#include "binding/internal/release_stack.h"
+#include "binding/internal/structure_tree.h"
+#include "binding/value_visitor.h"
+#include "log/log.h"
+#include "log/memory.h"
+
+namespace Tavix::Client {
+
+using Internal::BlobHeader;
+using Internal::CollectionHeader;
+using Internal::StructureData;
+using Internal::StructureNode;
+
+namespace {
+
+const BindingValue kEmptyValue;
+
+void LogTooDeep(const char* operation) {
+    Log(LogLevel::Error, kLogGroupDbg,
+        "%s: a value nests deeper than %zu levels; the deeper part is left out", operation,
+        kBindingMaxDepth);
+}
+
+void LogTooLong(std::size_t count) {
+    Log(LogLevel::Error, kLogGroupDbg,
+        "A collection cannot hold %zu elements; at most %zu are allowed", count,
+        kBindingMaxElements);
+}
+
+BindingValue* AllocateElements(BindingContext& context, std::size_t capacity) {
+    const std::size_t bytes = capacity * sizeof(BindingValue);
+    return static_cast<BindingValue*>(
+        capacity <= Internal::kPooledElements ? context.AllocateRecord(bytes) : Allocate(bytes));
+}
+
+void ReleaseElements(BindingContext& context, BindingValue* begin, std::size_t capacity) {
+    if (begin == nullptr) {
+        return;
+    }
+    if (capacity <= Internal::kPooledElements) {
+        context.ReleaseRecord(capacity * sizeof(BindingValue), begin);
+    } else {
+        Release(begin);
+    }
+}
+
+bool HasChildren(const BindingValue& value) {
+    return (value.Kind() == BindingValueKind::Collection ||
+            value.Kind() == BindingValueKind::Structure) &&
+           value.Size() != 0;
+}
+
+// Releases the payload of `value` if it has no children, or queues its container; the value is
+// left as raw memory either way.
+// `releaseStrings` is false when the context goes right afterwards and drops all its strings at
+// once.
+void ReleaseShallow(BindingContext* context, const BindingValue& value,
+                    Internal::ReleaseStack& pending, bool releaseStrings) {
+    switch (value.Kind()) {
+        case BindingValueKind::String:
+            if (releaseStrings) {
+                context->ReleaseString(BindingValueAccess::String(value));
+            }
+            break;
+        case BindingValueKind::Blob: {
+            BlobHeader* blob = BindingValueAccess::Blob(value);
+            blob->~BlobHeader();
+            context->ReleaseRecord(sizeof(BlobHeader), blob);
+            break;
+        }
+        case BindingValueKind::Enum:
+            context->ReleaseRecord(sizeof(BindingEnumValue), BindingValueAccess::Record(value));
+            break;
+        case BindingValueKind::Collection:
+        case BindingValueKind::Structure:
+            pending.Push(value.Kind(), BindingValueAccess::Record(value));
+            break;
+        default:
+            break;
+    }
+}
+
+void ReleaseNodes(BindingContext* context, StructureNode* node, Internal::ReleaseStack& pending,
+                  bool releaseStrings) {
+    while (node != nullptr) {
+        ReleaseNodes(context, node->Left(), pending, releaseStrings);
+        StructureNode* right = node->right;
+        if (releaseStrings) {
+            context->ReleaseString(node->name);
+        }
+        ReleaseShallow(context, node->value, pending, releaseStrings);
+        context->ReleaseRecord(sizeof(StructureNode), node);
+        node = right;
+    }
+}
+
+// Releases containers without recursion over the value depth, so that a tree of any depth can
+// be released.
+void ReleaseContainers(BindingContext* context, Internal::ReleaseStack& pending,
+                       bool releaseStrings) {
+    BindingValueKind kind;
+    void* record;
+    while (pending.Pop(kind, record)) {
+        if (kind == BindingValueKind::Collection) {
+            auto* header = static_cast<CollectionHeader*>(record);
+            for (BindingValue* element = header->begin; element != header->end; ++element) {
+                ReleaseShallow(context, *element, pending, releaseStrings);
+            }
+            ReleaseElements(*context, header->begin, header->Capacity());
+            context->ReleaseRecord(sizeof(CollectionHeader), header);
+        } else {
+            auto* data = static_cast<StructureData*>(record);
+            ReleaseNodes(context, data->root, pending, releaseStrings);
+            context->ReleaseRecord(sizeof(StructureData), data);
+        }
+    }
+}
+
+const char kBase64Alphabet[] = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
+
+std::string Base64(std::span<const std::uint8_t> bytes) {
+    std::string out;
+    out.reserve((bytes.size() + 2) / 3 * 4);
+    std::size_t i = 0;
+    for (; i + 3 <= bytes.size(); i += 3) {
+        const std::uint32_t group =
+            (std::uint32_t{bytes[i]} << 16) | (std::uint32_t{bytes[i + 1]} << 8) | bytes[i + 2];
+        out += kBase64Alphabet[(group >> 18) & 63];
+        out += kBase64Alphabet[(group >> 12) & 63];
+        out += kBase64Alphabet[(group >> 6) & 63];
+        out += kBase64Alphabet[group & 63];
+    }
+    const std::size_t rest = bytes.size() - i;
+    if (rest != 0) {
+        std::uint32_t group = std::uint32_t{bytes[i]} << 16;
+        if (rest == 2) {
+            group |= std::uint32_t{bytes[i + 1]} << 8;
+        }
+        out += kBase64Alphabet[(group >> 18) & 63];
+        out += kBase64Alphabet[(group >> 12) & 63];
+        out += rest == 2 ? kBase64Alphabet[(group >> 6) & 63] : '=';
+        out += '=';
+    }
+    return out;
+}
+
+void VisitValue(const BindingValue& value, BindingValueVisitor& visitor, std::size_t depth);
+
+}  // namespace
+
+namespace Internal {
+
+// The strings met during one deep copy into another context, each with its entry in the target.
+// Names repeat across the records of a tree, so most of them are found here without hashing or
+// comparing text. A miss only costs the ordinary interning.
+struct CopyMemo {
+    static constexpr std::size_t kSlots = 64;
+
+    const BindingContext* sourceContext;
+    BindingContext* targetContext;
+    const BindingString* from[kSlots] = {};
+    BindingString* to[kSlots] = {};
+
+    BindingString* Intern(BindingString* string) {
+        if (sourceContext == targetContext || string->IsSharedEmpty()) {
+            BindingContext::Retain(string);
+            return string;
+        }
+        const std::size_t slot = (reinterpret_cast<std::uintptr_t>(string) >> 3) % kSlots;
+        if (from[slot] == string) {
+            BindingContext::Retain(to[slot]);
+            return to[slot];
+        }
+        BindingString* interned = targetContext->Intern(string->Name());
+        from[slot] = string;
+        to[slot] = interned;
+        return interned;
+    }
+};
+
+}  // namespace Internal
+
+const BindingEnumValue& BindingEnumValue::Default() {
+    static constexpr BindingEnumValue kDefault{};
+    return kDefault;
+}
+
+const BindingValue& BindingValue::Empty() {
+    return kEmptyValue;
+}
+
+BindingValue::BindingValue(const BindingValue& other) : BindingValue() {
+    AssignCopy(other, nullptr);
+}
+
+BindingValue::BindingValue(BindingValue&& other) noexcept : BindingValue() {
+    if (other.ownsContext_) {
+        payload_ = other.payload_;
+        context_ = other.context_;
+        kind_ = other.kind_;
+        other.payload_.raw = 0;
+        other.context_ = nullptr;
+        other.kind_ = BindingValueKind::Empty;
+    } else {
+        AssignCopy(other, &other);
+    }
+}
+
+BindingValue& BindingValue::operator=(const BindingValue& other) {
+    if (this != &other) {
+        AssignCopy(other, nullptr);
+    }
+    return *this;
+}
+
+BindingValue& BindingValue::operator=(BindingValue&& other) noexcept {
+    if (this == &other) {
+        return *this;
+    }
+    if (ownsContext_ && other.ownsContext_) {
+        std::swap(payload_, other.payload_);
+        std::swap(context_, other.context_);
+        std::swap(kind_, other.kind_);
+        other.Reset();
+    } else {
+        AssignCopy(other, &other);
+    }
+    return *this;
+}
+
+BindingValue::~BindingValue() {
+    if (!ownsContext_ || context_ == nullptr) {
+        Reset();
+        return;
+    }
+    // The context goes too, and takes all its strings with it at once, so the tree's records
+    // are released without counting down their strings one reference at a time.
+    if (kind_ > BindingValueKind::String) {
+        Internal::ReleaseStack pending;
+        ReleaseShallow(context_, *this, pending, false);
+        ReleaseContainers(context_, pending, false);
+    }
+    context_->~BindingContext();
+    Release(context_);
+}
+
+BindingContext& BindingValue::EnsureContext() {
+    if (context_ == nullptr) {
+        context_ = new (Allocate(sizeof(BindingContext))) BindingContext();
+    }
+    return *context_;
+}
+
+void BindingValue::Reset() {
+    switch (kind_) {
+        case BindingValueKind::Empty:
+        case BindingValueKind::Bool:
+        case BindingValueKind::Signed:
+        case BindingValueKind::Unsigned:
+        case BindingValueKind::Float:
+            break;
+        case BindingValueKind::String:
+            // A root that only ever held empty texts has no context.
+            if (!payload_.string->IsSharedEmpty()) {
+                context_->ReleaseString(payload_.string);
+            }
+            break;
+        default: {
+            Internal::ReleaseStack pending;
+            ReleaseShallow(context_, *this, pending, true);
+            ReleaseContainers(context_, pending, true);
+            break;
+        }
+    }
+    payload_.raw = 0;
+    kind_ = BindingValueKind::Empty;
+}
+
+void BindingValue::StealPayload(BindingValue& other) {
+    payload_ = other.payload_;
+    kind_ = other.kind_;
+    other.payload_.raw = 0;
+    other.kind_ = BindingValueKind::Empty;
+}
+
+void BindingValue::AssignCopy(const BindingValue& source, BindingValue* clearAfterCopy) {
+    if (source.kind_ <= BindingValueKind::Float ||
+        (source.kind_ == BindingValueKind::String && source.payload_.string->IsSharedEmpty())) {
+        const Payload payload = source.payload_;
+        const BindingValueKind kind = source.kind_;
+        if (clearAfterCopy != nullptr) {
+            clearAfterCopy->Reset();
+        }
+        Reset();
+        payload_ = payload;
+        kind_ = kind;
+        return;
+    }
+    // The copy is built beside the old content, which is released only afterwards: the source
+    // may lie inside this value.
+    BindingValue copy(&EnsureContext());
+    if (source.context_ != context_ && context_->StringCount() == 0) {
+        context_->ReserveStrings(source.context_->StringCount());
+    }
+    Internal::CopyMemo memo{source.context_, context_};
+    copy.CopyFrom(source, 0, memo);
+    if (clearAfterCopy != nullptr) {
+        clearAfterCopy->Reset();
+    }
+    Reset();
+    StealPayload(copy);
+}
+
+void BindingValue::CopyFrom(const BindingValue& source, std::size_t depth,
+                            Internal::CopyMemo& memo) {
+    switch (source.kind_) {
+        case BindingValueKind::Empty:
+        case BindingValueKind::Bool:
+        case BindingValueKind::Signed:
+        case BindingValueKind::Unsigned:
+        case BindingValueKind::Float:
+            payload_ = source.payload_;
+            break;
+        case BindingValueKind::String:
+            payload_.string = memo.Intern(source.payload_.string);
+            break;
+        case BindingValueKind::Blob:
+            payload_.record = new (context_->AllocateRecord(sizeof(BlobHeader)))
+                BlobHeader{BindingValueAccess::Blob(source)->bytes};
+            break;
+        case BindingValueKind::Enum:
+            payload_.record = new (context_->AllocateRecord(sizeof(BindingEnumValue)))
+                BindingEnumValue(*BindingValueAccess::Enum(source));
+            break;
+        case BindingValueKind::Collection: {
+            MakeCollection();
+            if (depth >= kBindingMaxDepth && HasChildren(source)) {
+                LogTooDeep("Copy");
+                return;
+            }
+            const CollectionHeader* from = BindingValueAccess::Collection(source);
+            const std::size_t count = from->Size();
+            if (count == 0) {
+                return;
+            }
+            CollectionHeader* header = BindingValueAccess::Collection(*this);
+            header->begin = AllocateElements(*context_, count);
+            header->capacity = header->begin + count;
+            header->end = header->begin;
+            for (const BindingValue* element = from->begin; element != from->end; ++element) {
+                BindingValue* target = new (header->end) BindingValue(context_);
+                ++header->end;
+                target->CopyFrom(*element, depth + 1, memo);
+            }
+            return;
+        }
+        case BindingValueKind::Structure: {
+            MakeStructure();
+            if (depth >= kBindingMaxDepth && HasChildren(source)) {
+                LogTooDeep("Copy");
+                return;
+            }
+            StructureData* data = BindingValueAccess::Structure(*this);
+            data->root = CloneNodes(BindingValueAccess::Structure(source)->root, depth + 1, memo);
+            data->count = BindingValueAccess::Structure(source)->count;
+            return;
+        }
+    }
+    kind_ = source.kind_;
+}
+
+// The copy of a structure has the source tree's very shape and colours, so it is built without
+// a single comparison or rotation.
+Internal::StructureNode* BindingValue::CloneNodes(const Internal::StructureNode* node,
+                                                  std::size_t depth, Internal::CopyMemo& memo) {
+    if (node == nullptr) {
+        return nullptr;
+    }
+    auto* clone = static_cast<StructureNode*>(context_->AllocateRecord(sizeof(StructureNode)));
+    clone->leftAndColour = node->IsRed() ? 1 : 0;
+    clone->right = nullptr;
+    clone->name = memo.Intern(node->name);
+    new (&clone->value) BindingValue(context_);
+    clone->SetLeft(CloneNodes(node->Left(), depth, memo));
+    clone->value.CopyFrom(node->value, depth, memo);
+    clone->right = CloneNodes(node->right, depth, memo);
+    return clone;
+}
+
+void BindingValue::SetBool(bool value) {
+    Reset();
+    payload_.boolean = value;
+    kind_ = BindingValueKind::Bool;
+}
+
+void BindingValue::SetSigned(std::int64_t value) {
+    Reset();
+    payload_.signedValue = value;
+    kind_ = BindingValueKind::Signed;
+}
+
+void BindingValue::SetUnsigned(std::uint64_t value) {
+    Reset();
+    payload_.unsignedValue = value;
+    kind_ = BindingValueKind::Unsigned;
+}
+
+void BindingValue::SetFloat(double value) {
+    Reset();
+    payload_.floatValue = value;
+    kind_ = BindingValueKind::Float;
+}
+
+void BindingValue::SetString(const char* text) {
+    SetString(HashedName(text));
+}
+
+void BindingValue::SetString(std::string_view text) {
+    SetString(HashedName(text));
+}
+
+void BindingValue::SetString(const HashedName& text) {
+    // Interned before the old content goes: the text may be this value's own.
+    BindingString* string =
+        text.Text().empty() ? &BindingString::SharedEmpty() : EnsureContext().Intern(text);
+    Reset();
+    payload_.string = string;
+    kind_ = BindingValueKind::String;
+}
+
+void BindingValue::SetBlob(std::span<const std::uint8_t> bytes) {
+    std::vector<std::uint8_t> copy(bytes.begin(), bytes.end());
+    SetBlob(std::move(copy));
+}
+
+void BindingValue::SetBlob(std::vector<std::uint8_t>&& bytes) {
+    BindingContext& context = EnsureContext();
+    auto* blob = new (context.AllocateRecord(sizeof(BlobHeader))) BlobHeader{std::move(bytes)};
+    bytes.clear();
+    Reset();
+    payload_.record = blob;
+    kind_ = BindingValueKind::Blob;
+}
+
+void BindingValue::SetEnum(std::int32_t number, const StaticTypeRecord* type) {
+    BindingContext& context = EnsureContext();
+    void* record = context.AllocateRecord(sizeof(BindingEnumValue));
+    Reset();
+    payload_.record = new (record) BindingEnumValue{number, type};
+    kind_ = BindingValueKind::Enum;
+}
+
+void BindingValue::MakeCollection() {
+    if (kind_ == BindingValueKind::Collection) {
+        return;
+    }
+    BindingContext& context = EnsureContext();
+    Reset();
+    payload_.record = new (context.AllocateRecord(sizeof(CollectionHeader))) CollectionHeader{};
+    kind_ = BindingValueKind::Collection;
+}
+
+void BindingValue::MakeStructure() {
+    if (kind_ == BindingValueKind::Structure) {
+        return;
+    }
+    BindingContext& context = EnsureContext();
+    Reset();
+    payload_.record =
+        new (context.AllocateRecord(sizeof(StructureData))) StructureData{&context, nullptr, 0, 0};
+    kind_ = BindingValueKind::Structure;
+}
+
+bool BindingValue::Reserve(std::size_t count) {
+    if (kind_ != BindingValueKind::Collection) {
+        return true;
+    }
+    if (count > kBindingMaxElements) {
+        LogTooLong(count);
+        return false;
+    }
+    auto* header = static_cast<CollectionHeader*>(payload_.record);
+    if (count <= header->Capacity()) {
+        return true;
+    }
+    const std::size_t size = header->Size();
+    const std::size_t capacity = header->Capacity();
+    // Values hold no pointer into themselves, so their bytes can move with the array.
+    BindingValue* begin;
+    if (capacity > Internal::kPooledElements) {
+        begin = static_cast<BindingValue*>(
+            Reallocate(static_cast<void*>(header->begin), count * sizeof(BindingValue)));
+    } else {
+        begin = AllocateElements(*context_, count);
+        if (size != 0) {
+            std::memcpy(static_cast<void*>(begin), static_cast<const void*>(header->begin),
+                        size * sizeof(BindingValue));
+        }
+        ReleaseElements(*context_, header->begin, capacity);
+    }
+    header->begin = begin;
+    header->end = begin + size;
+    header->capacity = begin + count;
+    return true;
+}
+
+BindingValue& BindingValue::At(std::size_t index) {
+    MakeCollection();
+    CollectionHeader* header = static_cast<CollectionHeader*>(payload_.record);
+    const std::size_t size = header->Size();
+    if (index < size) {
+        return header->begin[index];
+    }
+    if (index >= kBindingMaxElements) {
+        LogTooLong(index + 1);
+        return context_->OverflowSink();
+    }
+    const std::size_t needed = index + 1;
+    if (needed > header->Capacity()) {
+        std::size_t grown = header->Capacity() + header->Capacity() / 2;
+        if (grown > kBindingMaxElements) {
+            grown = kBindingMaxElements;
+        }
+        Reserve(grown > needed ? grown : needed);
+    }
+    for (BindingValue* element = header->end; element != header->begin + needed; ++element) {
+        new (element) BindingValue(context_);
+    }
+    header->end = header->begin + needed;
+    return header->begin[index];
+}
+
+BindingValue& BindingValue::Append() {
+    return At(Size());
+}
+
+BindingValue& BindingValue::Field(std::string_view name) {
+    MakeStructure();
+    return Internal::FindOrInsertNode(*static_cast<StructureData*>(payload_.record), name, nullptr)
+        ->value;
+}
+
+BindingValue& BindingValue::Field(const HashedName& name) {
+    MakeStructure();
+    return Internal::FindOrInsertNode(*static_cast<StructureData*>(payload_.record), name.Text(),
+                                      &name)
+        ->value;
+}
+
+const BindingValue& BindingValue::GetAt(std::size_t index) const {
+    if (kind_ != BindingValueKind::Collection) {
+        return kEmptyValue;
+    }
+    const auto* header = static_cast<const CollectionHeader*>(payload_.record);
+    return index < header->Size() ? header->begin[index] : kEmptyValue;
+}
+
+const BindingValue& BindingValue::GetField(std::string_view name) const {
+    if (kind_ != BindingValueKind::Structure) {
+        return kEmptyValue;
+    }
+    const StructureNode* node =
+        Internal::FindNode(*static_cast<const StructureData*>(payload_.record), name);
+    return node == nullptr ? kEmptyValue : node->value;
+}
+
+bool BindingValue::HasField(std::string_view name) const {
+    return kind_ == BindingValueKind::Structure &&
+           Internal::FindNode(*static_cast<const StructureData*>(payload_.record), name) != nullptr;
+}
+
+std::size_t BindingValue::Size() const {
+    switch (kind_) {
+        case BindingValueKind::Empty:
+            return 0;
+        case BindingValueKind::String:
+            return payload_.string->Size();
+        case BindingValueKind::Blob:
+            return static_cast<const BlobHeader*>(payload_.record)->bytes.size();
+        case BindingValueKind::Collection:
+            return static_cast<const CollectionHeader*>(payload_.record)->Size();
+        case BindingValueKind::Structure:
+            return static_cast<const StructureData*>(payload_.record)->count;
+        default:
+            return 1;
+    }
+}
+
+bool BindingValue::GetBool(bool fallback) const {
+    return kind_ == BindingValueKind::Bool ? payload_.boolean : fallback;
+}
+
+std::int64_t BindingValue::GetSigned(std::int64_t fallback) const {
+    return kind_ == BindingValueKind::Signed ? payload_.signedValue : fallback;
+}
+
+std::uint64_t BindingValue::GetUnsigned(std::uint64_t fallback) const {
+    return kind_ == BindingValueKind::Unsigned ? payload_.unsignedValue : fallback;
+}
+
+double BindingValue::GetFloat(double fallback) const {
+    return kind_ == BindingValueKind::Float ? payload_.floatValue : fallback;
+}
+
+std::string_view BindingValue::GetString(std::string_view fallback) const {
+    return kind_ == BindingValueKind::String ? payload_.string->View() : fallback;
+}
+
+std::span<const std::uint8_t> BindingValue::GetBlob(std::span<const std::uint8_t> fallback) const {
+    if (kind_ != BindingValueKind::Blob) {
+        return fallback;
+    }
+    return static_cast<const BlobHeader*>(payload_.record)->bytes;
+}
+
+const BindingEnumValue& BindingValue::GetEnum(const BindingEnumValue& fallback) const {
+    return kind_ == BindingValueKind::Enum ? *static_cast<const BindingEnumValue*>(payload_.record)
+                                           : fallback;
+}
+
+const BindingString& BindingValue::GetBindingString() const {
+    return kind_ == BindingValueKind::String ? *payload_.string : BindingString::SharedEmpty();
+}
+
+std::int64_t BindingValue::ToInt64(std::int64_t fallback) const {
+    switch (kind_) {
+        case BindingValueKind::Signed:
+        case BindingValueKind::Unsigned:
+            return payload_.signedValue;
+        case BindingValueKind::Float: {
+            const double value = payload_.floatValue;
+            if (std::isnan(value)) {
+                return fallback;
+            }
+            // Saturated: a cast of a float beyond the range has no defined result.
+            if (value >= 9223372036854775808.0) {
+                return std::numeric_limits<std::int64_t>::max();
+            }
+            if (value < -9223372036854775808.0) {
+                return std::numeric_limits<std::int64_t>::min();
+            }
+            return static_cast<std::int64_t>(value);
+        }
+        default:
+            return fallback;
+    }
+}
+
+double BindingValue::ToDouble(double fallback) const {
+    switch (kind_) {
+        case BindingValueKind::Bool:
+            return payload_.boolean ? 1.0 : 0.0;
+        case BindingValueKind::Signed:
+            return static_cast<double>(payload_.signedValue);
+        case BindingValueKind::Unsigned:
+            return static_cast<double>(payload_.unsignedValue);
+        case BindingValueKind::Float:
+            return payload_.floatValue;
+        case BindingValueKind::Enum:
+            return static_cast<const BindingEnumValue*>(payload_.record)->number;
+        case BindingValueKind::String:
+            return std::strtod(payload_.string->Text(), nullptr);
+        default:
+            return fallback;
+    }
+}
+
+std::string BindingValue::ToText() const {
+    switch (kind_) {
+        case BindingValueKind::Bool:
+            return payload_.boolean ? "true" : "false";
+        case BindingValueKind::Signed:
+            return std::to_string(payload_.signedValue);
+        case BindingValueKind::Unsigned:
+            return std::to_string(payload_.unsignedValue);
+        case BindingValueKind::Float: {
+            // "%f" of the largest doubles needs over 300 digits.
+            char buffer[400];
+            const int length = std::snprintf(buffer, sizeof buffer, "%f", payload_.floatValue);
+            return std::string(buffer, length > 0 ? static_cast<std::size_t>(length) : 0);
+        }
+        case BindingValueKind::String:
+            return std::string(payload_.string->View());
+        case BindingValueKind::Blob:
+            return Base64(static_cast<const BlobHeader*>(payload_.record)->bytes);
+        case BindingValueKind::Enum:
+            return std::to_string(static_cast<const BindingEnumValue*>(payload_.record)->number);
+        default:
+            return std::string();
+    }
+}
+
+std::span<const BindingValue> BindingValue::Elements() const {
+    if (kind_ != BindingValueKind::Collection) {
+        return {};
+    }
+    const auto* header = static_cast<const CollectionHeader*>(payload_.record);
+    return {header->begin, header->Size()};
+}
+
+std::span<BindingValue> BindingValue::Elements() {
+    if (kind_ != BindingValueKind::Collection) {
+        return {};
+    }
+    auto* header = static_cast<CollectionHeader*>(payload_.record);
+    return {header->begin, header->Size()};
+}
+
+void BindingValue::ForEachFieldImpl(FieldCallback callback, void* closure) const {
+    if (kind_ != BindingValueKind::Structure) {
+        return;
+    }
+    auto visit = [&](const StructureNode& node) { callback(closure, *node.name, node.value); };
+    Internal::ForEachNode(static_cast<const StructureData*>(payload_.record)->root, visit);
+}
+
+void BindingValue::Visit(BindingValueVisitor& visitor) const {
+    VisitValue(*this, visitor, 0);
+}
+
+namespace {
+
+void VisitValue(const BindingValue& value, BindingValueVisitor& visitor, std::size_t depth) {
+    switch (value.Kind()) {
+        case BindingValueKind::Empty:
+            visitor.empty();
+            return;
+        case BindingValueKind::Bool:
+            visitor.boolean(value.GetBool());
+            return;
+        case BindingValueKind::Signed:
+            visitor.signedInteger(value.GetSigned());
+            return;
+        case BindingValueKind::Unsigned:
+            visitor.unsignedInteger(value.GetUnsigned());
+            return;
+        case BindingValueKind::Float:
+            visitor.floatingPoint(value.GetFloat());
+            return;
+        case BindingValueKind::String:
+            visitor.string(value.GetString());
+            return;
+        case BindingValueKind::Blob:
+            visitor.blob(value.GetBlob());
+            return;
+        case BindingValueKind::Enum: {
+            const BindingEnumValue& payload = value.GetEnum();
+            visitor.enumeration(payload.number, payload.type);
+            return;
+        }
+        default:
+            break;
+    }
+    if (depth >= kBindingMaxDepth && HasChildren(value)) {
+        LogTooDeep("Visit");
+        visitor.empty();
+        return;
+    }
+    if (value.Kind() == BindingValueKind::Collection) {
+        const std::span<const BindingValue> elements = value.Elements();
+        visitor.beginCollection(elements.size());
+        for (std::size_t i = 0; i < elements.size(); ++i) {
+            visitor.beginElement(i);
+            VisitValue(elements[i], visitor, depth + 1);
+            visitor.endElement(i);
+        }
+        visitor.endCollection();
+        return;
+    }
+    visitor.beginStructure(value.Size());
+    value.ForEachField([&](const BindingString& name, const BindingValue& field) {
+        visitor.beginField(name.View());
+        VisitValue(field, visitor, depth + 1);
+        visitor.endField(name.View());
+    });
+    visitor.endStructure();
+}
+
+}  // namespace
+
+}  // namespace Tavix::Client

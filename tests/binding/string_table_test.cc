@@ -1,0 +1,137 @@
+#include <gtest/gtest.h>
+
+#include <string>
+#include <vector>
+
+#include "binding/binding_string.h"
+#include "binding/context.h"
+#include "binding/value.h"
+#include "log/memory.h"
+#include "support/slab_pool.h"
+
+namespace Tavix::Client {
+namespace {
+
+TEST(StringTable, OneEntryPerDistinctText) {
+    BindingValue root;
+    for (int i = 0; i < 1000; ++i) {
+        root.At(static_cast<std::size_t>(i)).SetString("same text");
+    }
+    BindingContext* context = root.Context();
+    ASSERT_EQ(context->StringCount(), 1u);
+    const BindingString& shared = root.GetAt(0).GetBindingString();
+    EXPECT_EQ(shared.References(), 1000u);
+    EXPECT_EQ(&root.GetAt(999).GetBindingString(), &shared);
+
+    for (BindingValue& element : root.Elements()) {
+        element.Reset();
+    }
+    EXPECT_EQ(context->StringCount(), 0u);
+}
+
+TEST(StringTable, FieldNamesAndStringValuesShareEntries) {
+    BindingValue root;
+    root.Field("id").SetString("id");
+    root.Field("other").SetString("id");
+    EXPECT_EQ(root.Context()->StringCount(), 2u);
+    EXPECT_EQ(root.Context()->Find(HashedName("id"))->References(), 3u);
+
+    // A copy within the same tree adds references and no entry.
+    root.Field("copy") = root.GetField("other");
+    EXPECT_EQ(root.Context()->StringCount(), 3u);
+    EXPECT_EQ(root.Context()->Find(HashedName("id"))->References(), 4u);
+}
+
+TEST(StringTable, EmptyTextIsTheSharedEntryAndNeverCounted) {
+    BindingValue root;
+    root.Field("a").SetString("");
+    root.Field("b").SetString(static_cast<const char*>(nullptr));
+    root.Field("c").SetString(std::string_view());
+    EXPECT_TRUE(root.GetField("a").GetBindingString().IsSharedEmpty());
+    EXPECT_TRUE(root.GetField("b").GetBindingString().IsSharedEmpty());
+    EXPECT_EQ(root.GetField("c").Kind(), BindingValueKind::String);
+    EXPECT_EQ(BindingString::SharedEmpty().References(), 0u);
+    EXPECT_EQ(root.Context()->StringCount(), 3u);  // the three names
+    root.Reset();
+    EXPECT_EQ(BindingString::SharedEmpty().References(), 0u);
+}
+
+TEST(StringTable, GrowsAndShrinksBackToEightBuckets) {
+    BindingValue root;
+    root.MakeCollection();
+    BindingContext* context = root.Context();
+    EXPECT_EQ(context->BucketCount(), 8u);
+    for (int i = 0; i < 100; ++i) {
+        root.Append().SetString("text number " + std::to_string(i));
+    }
+    EXPECT_EQ(context->StringCount(), 100u);
+    EXPECT_GE(context->BucketCount(), 100u);
+    for (int i = 0; i < 100; ++i) {
+        EXPECT_EQ(root.GetAt(static_cast<std::size_t>(i)).GetString(),
+                  "text number " + std::to_string(i));
+        const std::string text = "text number " + std::to_string(i);
+        EXPECT_NE(context->Find(HashedName(text)), nullptr);
+    }
+    EXPECT_EQ(context->Find(HashedName("text number 100")), nullptr);
+    root.MakeStructure();
+    EXPECT_EQ(context->StringCount(), 0u);
+    EXPECT_EQ(context->BucketCount(), 8u);
+}
+
+TEST(StringTable, TextsWithNulsAndLongTextsKeepEveryByte) {
+    const std::string withNul("a\0b", 3);
+    const std::string longText(5000, 'x');
+    BindingValue root;
+    root.At(0).SetString(withNul);
+    root.At(1).SetString("a");
+    root.At(2).SetString(longText);
+    EXPECT_EQ(root.Context()->StringCount(), 3u);
+    EXPECT_EQ(root.GetAt(0).GetString(), withNul);
+    EXPECT_EQ(root.GetAt(0).Size(), 3u);
+    EXPECT_EQ(root.GetAt(2).GetString(), longText);
+    // The view of a value is NUL-terminated.
+    EXPECT_EQ(root.GetAt(2).GetString().data()[5000], '\0');
+}
+
+std::uint64_t LiveBytes() {
+    AllocationCounterValues counters{};
+    ReadCounters(&counters);
+    return counters.bytesAllocated - counters.bytesFreed;
+}
+
+TEST(ValueMemory, EverythingComesBackWhenATreeGoes) {
+    const std::uint64_t before = LiveBytes();
+    const std::size_t pagesBefore = SlabPool::Instance().GetStatistics().pagesInUse;
+    {
+        BindingValue root;
+        for (int i = 0; i < 300; ++i) {
+            BindingValue& item = root.Field("item" + std::to_string(i));
+            item.Field("name").SetString(std::string(i % 60, 'n'));
+            item.Field("bytes").SetBlob(std::vector<std::uint8_t>(static_cast<std::size_t>(i)));
+            item.Field("list").At(static_cast<std::size_t>(i % 7)).SetEnum(i, nullptr);
+        }
+        BindingValue copy(root);
+        BindingValue moved;
+        moved = std::move(copy);
+        EXPECT_GT(LiveBytes(), before);
+        EXPECT_GT(SlabPool::Instance().GetStatistics().pagesInUse, pagesBefore);
+    }
+    EXPECT_EQ(LiveBytes(), before);
+    EXPECT_EQ(SlabPool::Instance().GetStatistics().pagesInUse, pagesBefore);
+}
+
+TEST(ValueMemory, ResetGivesBackEveryRecord) {
+    BindingValue root;
+    root.Field("a").At(5).Field("b").SetString("text");
+    root.Field("c").SetEnum(1, nullptr);
+    root.Field("d").SetBlob(std::vector<std::uint8_t>{1});
+    BindingContext* context = root.Context();
+    EXPECT_GT(context->OutstandingRecords(), 1u);
+    root.Reset();
+    // Only the string table's bucket array is left.
+    EXPECT_EQ(context->OutstandingRecords(), 1u);
+    EXPECT_EQ(context->StringCount(), 0u);
+}
+
+}  // namespace
+}  // namespace Tavix::Client
