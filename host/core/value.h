@@ -29,7 +29,7 @@ struct Value {
     // Set on a node where the copy stopped because the tree was deeper than kMaxCopyDepth.
     bool truncated = false;
 
-    static Value None() { return {}; }
+    static Value None();
     static Value Bool(bool value);
     static Value Signed(std::int64_t value);
     static Value Unsigned(std::uint64_t value);
@@ -53,6 +53,11 @@ struct Field {
     Value value;
     bool keyOwned = false;
 };
+
+// Out of the class: an empty Value needs Field complete.
+inline Value Value::None() {
+    return {};
+}
 
 // Borrowed and owned forms of a string or blob compare equal, and so do keys owned or not.
 bool operator==(const Value& left, const Value& right);

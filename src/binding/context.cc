@@ -29,6 +29,41 @@ void ReleaseBuckets(Internal::RecordPool& pool, BindingString** buckets, std::ui
     }
 }
 
+std::uint64_t Load8(const char* bytes) {
+    std::uint64_t word;
+    std::memcpy(&word, bytes, sizeof word);
+    return word;
+}
+
+std::uint32_t Load4(const char* bytes) {
+    std::uint32_t word;
+    std::memcpy(&word, bytes, sizeof word);
+    return word;
+}
+
+// Equal hashes nearly always mean equal texts, so the whole text is compared, a word at a time;
+// the last word overlaps the one before it rather than going byte by byte.
+bool SameBytes(const char* a, const char* b, std::size_t size) {
+    if (size >= 8) {
+        std::size_t i = 0;
+        for (; i + 8 < size; i += 8) {
+            if (Load8(a + i) != Load8(b + i)) {
+                return false;
+            }
+        }
+        return Load8(a + size - 8) == Load8(b + size - 8);
+    }
+    if (size >= 4) {
+        return Load4(a) == Load4(b) && Load4(a + size - 4) == Load4(b + size - 4);
+    }
+    for (std::size_t i = 0; i < size; ++i) {
+        if (a[i] != b[i]) {
+            return false;
+        }
+    }
+    return true;
+}
+
 }  // namespace
 
 BindingString& BindingString::SharedEmpty() {
@@ -43,23 +78,27 @@ BindingContext::BindingContext() {
 BindingContext::~BindingContext() {
     if (sink_ != nullptr) {
         sink_->~BindingValue();
-        ReleaseRecord(sizeof(BindingValue), sink_);
     }
-    // Whatever the values of the tree still refer to goes with the table.
-    for (std::uint32_t i = 0; i < bucketCount_; ++i) {
-        BindingString* entry = buckets_[i];
-        while (entry != nullptr) {
-            BindingString* next = entry->next_;
-            FreeEntry(entry);
-            entry = next;
+    if (longStrings_ != 0) {
+        for (std::uint32_t i = 0; i < bucketCount_; ++i) {
+            for (BindingString* entry = buckets_[i]; entry != nullptr; entry = entry->next_) {
+                if (!BindingString::IsInline(entry->size_)) {
+                    Release(const_cast<char*>(entry->Text()));
+                }
+            }
         }
     }
-    ReleaseBuckets(pool_, buckets_, bucketCount_);
+    if (bucketCount_ != kInitialBuckets) {
+        Release(buckets_);
+    }
+    // The entries, the buckets of a small table and every record of the tree go with the slabs.
+    pool_.ReleaseAll();
 }
 
 void BindingContext::FreeEntry(BindingString* entry) {
     if (!BindingString::IsInline(entry->size_)) {
         Release(const_cast<char*>(entry->Text()));
+        --longStrings_;
     }
     ReleaseRecord(BindingString::EntrySize(entry->size_), entry);
 }
@@ -77,7 +116,7 @@ BindingString* BindingContext::Find(const HashedName& text) const {
     BindingString* entry = buckets_[text.Hash() & (bucketCount_ - 1)];
     for (; entry != nullptr; entry = entry->next_) {
         if (entry->hash_ == text.Hash() && entry->size_ == text.Text().size() &&
-            std::memcmp(entry->Text(), text.Text().data(), entry->size_) == 0) {
+            SameBytes(entry->Text(), text.Text().data(), entry->size_)) {
             return entry;
         }
     }
@@ -99,6 +138,7 @@ BindingString* BindingContext::Intern(const HashedName& text) {
         storage = static_cast<char*>(record) + BindingString::kHeadSize;
     } else {
         storage = static_cast<char*>(Allocate(size + 1));
+        ++longStrings_;
         std::memcpy(static_cast<char*>(record) + BindingString::kLongPointerOffset, &storage,
                     sizeof storage);
     }

@@ -18,8 +18,8 @@ class BindingValue;
 class BindingContext {
 public:
     BindingContext();
-    // Frees the strings still in the table along with it; the values of the tree must have
-    // released their records before.
+    // Frees the strings still in the table and every pooled record at once. The heap blocks of
+    // the tree's records must have been freed before; its pooled records need not be.
     ~BindingContext();
     BindingContext(const BindingContext&) = delete;
     BindingContext& operator=(const BindingContext&) = delete;
@@ -55,6 +55,12 @@ public:
     // Pages of 4096 bytes that the context's slabs hold from the process-wide pool.
     std::size_t PagesHeld() const { return pool_.PagesHeld(); }
 
+    // Heap blocks that records of the tree own (large element arrays, blob bytes). While there
+    // are none, a tree that goes with its context needs no walk at all.
+    void AddHeapPart() { ++heapParts_; }
+    void DropHeapPart() { --heapParts_; }
+    bool HasHeapParts() const { return heapParts_ != 0; }
+
     // The scratch value handed out when a collection refuses to grow. Whatever was written to it
     // before is released first.
     BindingValue& OverflowSink();
@@ -69,6 +75,9 @@ private:
     BindingString** buckets_ = nullptr;
     std::uint32_t bucketCount_ = 0;
     std::uint32_t stringCount_ = 0;
+    // Entries whose text lives on the heap.
+    std::uint32_t longStrings_ = 0;
+    std::uint32_t heapParts_ = 0;
     BindingValue* sink_ = nullptr;
 };
 

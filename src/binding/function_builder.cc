@@ -6,16 +6,11 @@
 
 namespace Tavix::Client {
 
-BindingFunctionBuilder::BindingFunctionBuilder(BindingRegistry* registry,
-                                               BindingFunctionDescriptor* descriptor, bool existed)
-    : registry_(registry), descriptor_(descriptor), existed_(existed) {}
+BindingFunctionBuilder::BindingFunctionBuilder(BindingFunctionDescriptor* descriptor, bool existed)
+    : descriptor_(descriptor), existed_(existed) {}
 
-BindingFunctionBuilder::BindingFunctionBuilder(BindingRegistry* registry,
-                                               std::unique_ptr<BindingFunctionDescriptor> temporary)
-    : registry_(registry),
-      descriptor_(temporary.get()),
-      temporary_(std::move(temporary)),
-      existed_(false) {}
+BindingFunctionBuilder::BindingFunctionBuilder(std::unique_ptr<BindingFunctionDescriptor> temporary)
+    : descriptor_(temporary.get()), temporary_(std::move(temporary)), existed_(false) {}
 
 BindingFunctionBuilder::BindingFunctionBuilder(BindingFunctionBuilder&&) noexcept = default;
 BindingFunctionBuilder& BindingFunctionBuilder::operator=(BindingFunctionBuilder&&) noexcept =

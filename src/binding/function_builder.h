@@ -17,11 +17,9 @@ class BindingRegistry;
 
 class BindingFunctionBuilder {
 public:
-    BindingFunctionBuilder(BindingRegistry* registry, BindingFunctionDescriptor* descriptor,
-                           bool existed);
+    BindingFunctionBuilder(BindingFunctionDescriptor* descriptor, bool existed);
     // A temporary function is entered in no table: the builder owns it until it is taken.
-    BindingFunctionBuilder(BindingRegistry* registry,
-                           std::unique_ptr<BindingFunctionDescriptor> temporary);
+    explicit BindingFunctionBuilder(std::unique_ptr<BindingFunctionDescriptor> temporary);
 
     BindingFunctionBuilder(BindingFunctionBuilder&&) noexcept;
     BindingFunctionBuilder& operator=(BindingFunctionBuilder&&) noexcept;
@@ -44,7 +42,6 @@ public:
     std::unique_ptr<BindingFunctionDescriptor> TakeTemporary();
 
 private:
-    BindingRegistry* registry_;
     BindingFunctionDescriptor* descriptor_;
     std::unique_ptr<BindingFunctionDescriptor> temporary_;
     std::size_t index_ = 0;

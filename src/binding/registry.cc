@@ -69,17 +69,17 @@ BindingFunctionBuilder BindingRegistry::DeclareFunction(std::string_view name,
     }
     descriptor->registry = this;
     if (temporary) {
-        return BindingFunctionBuilder(this, std::move(descriptor));
+        return BindingFunctionBuilder(std::move(descriptor));
     }
 
     std::lock_guard guard(lock_);
     auto [slot, inserted] = functions_.try_emplace(descriptor->name);
     if (!inserted) {
-        return BindingFunctionBuilder(this, slot->second.get(), true);
+        return BindingFunctionBuilder(slot->second.get(), true);
     }
     slot->second = std::move(descriptor);
     ++generation_;
-    return BindingFunctionBuilder(this, slot->second.get(), false);
+    return BindingFunctionBuilder(slot->second.get(), false);
 }
 
 BindingTypeDescriptor* BindingRegistry::FindType(const StaticTypeRecord* record) const {

@@ -40,10 +40,15 @@ void LogTooLong(std::size_t count) {
         kBindingMaxElements);
 }
 
+constexpr std::size_t kFirstHeapElements = 8;
+
 BindingValue* AllocateElements(BindingContext& context, std::size_t capacity) {
     const std::size_t bytes = capacity * sizeof(BindingValue);
-    return static_cast<BindingValue*>(
-        capacity <= Internal::kPooledElements ? context.AllocateRecord(bytes) : Allocate(bytes));
+    if (capacity <= Internal::kPooledElements) {
+        return static_cast<BindingValue*>(context.AllocateRecord(bytes));
+    }
+    context.AddHeapPart();
+    return static_cast<BindingValue*>(Allocate(bytes));
 }
 
 void ReleaseElements(BindingContext& context, BindingValue* begin, std::size_t capacity) {
@@ -54,6 +59,7 @@ void ReleaseElements(BindingContext& context, BindingValue* begin, std::size_t c
         context.ReleaseRecord(capacity * sizeof(BindingValue), begin);
     } else {
         Release(begin);
+        context.DropHeapPart();
     }
 }
 
@@ -65,20 +71,17 @@ bool HasChildren(const BindingValue& value) {
 
 // Releases the payload of `value` if it has no children, or queues its container; the value is
 // left as raw memory either way.
-// `releaseStrings` is false when the context goes right afterwards and drops all its strings at
-// once.
 void ReleaseShallow(BindingContext* context, const BindingValue& value,
-                    Internal::ReleaseStack& pending, bool releaseStrings) {
+                    Internal::ReleaseStack& pending) {
     switch (value.Kind()) {
         case BindingValueKind::String:
-            if (releaseStrings) {
-                context->ReleaseString(BindingValueAccess::String(value));
-            }
+            context->ReleaseString(BindingValueAccess::String(value));
             break;
         case BindingValueKind::Blob: {
             BlobHeader* blob = BindingValueAccess::Blob(value);
             blob->~BlobHeader();
             context->ReleaseRecord(sizeof(BlobHeader), blob);
+            context->DropHeapPart();
             break;
         }
         case BindingValueKind::Enum:
@@ -93,15 +96,12 @@ void ReleaseShallow(BindingContext* context, const BindingValue& value,
     }
 }
 
-void ReleaseNodes(BindingContext* context, StructureNode* node, Internal::ReleaseStack& pending,
-                  bool releaseStrings) {
+void ReleaseNodes(BindingContext* context, StructureNode* node, Internal::ReleaseStack& pending) {
     while (node != nullptr) {
-        ReleaseNodes(context, node->Left(), pending, releaseStrings);
+        ReleaseNodes(context, node->Left(), pending);
         StructureNode* right = node->right;
-        if (releaseStrings) {
-            context->ReleaseString(node->name);
-        }
-        ReleaseShallow(context, node->value, pending, releaseStrings);
+        context->ReleaseString(node->name);
+        ReleaseShallow(context, node->value, pending);
         context->ReleaseRecord(sizeof(StructureNode), node);
         node = right;
     }
@@ -109,22 +109,57 @@ void ReleaseNodes(BindingContext* context, StructureNode* node, Internal::Releas
 
 // Releases containers without recursion over the value depth, so that a tree of any depth can
 // be released.
-void ReleaseContainers(BindingContext* context, Internal::ReleaseStack& pending,
-                       bool releaseStrings) {
+void ReleaseContainers(BindingContext* context, Internal::ReleaseStack& pending) {
     BindingValueKind kind;
     void* record;
     while (pending.Pop(kind, record)) {
         if (kind == BindingValueKind::Collection) {
             auto* header = static_cast<CollectionHeader*>(record);
             for (BindingValue* element = header->begin; element != header->end; ++element) {
-                ReleaseShallow(context, *element, pending, releaseStrings);
+                ReleaseShallow(context, *element, pending);
             }
             ReleaseElements(*context, header->begin, header->Capacity());
             context->ReleaseRecord(sizeof(CollectionHeader), header);
         } else {
             auto* data = static_cast<StructureData*>(record);
-            ReleaseNodes(context, data->root, pending, releaseStrings);
+            ReleaseNodes(context, data->root, pending);
             context->ReleaseRecord(sizeof(StructureData), data);
+        }
+    }
+}
+
+// Frees what the records of a tree own on the heap, and nothing else: its pooled records and
+// strings go with the context right afterwards, all at once.
+void ReleaseHeapParts(const BindingValue& root) {
+    Internal::ReleaseStack pending;
+    auto visit = [&pending](const BindingValue& value) {
+        switch (value.Kind()) {
+            case BindingValueKind::Blob:
+                BindingValueAccess::Blob(value)->~BlobHeader();
+                break;
+            case BindingValueKind::Collection:
+            case BindingValueKind::Structure:
+                pending.Push(value.Kind(), BindingValueAccess::Record(value));
+                break;
+            default:
+                break;
+        }
+    };
+    visit(root);
+    BindingValueKind kind;
+    void* record;
+    while (pending.Pop(kind, record)) {
+        if (kind == BindingValueKind::Collection) {
+            auto* header = static_cast<CollectionHeader*>(record);
+            for (const BindingValue* element = header->begin; element != header->end; ++element) {
+                visit(*element);
+            }
+            if (header->Capacity() > Internal::kPooledElements) {
+                Release(header->begin);
+            }
+        } else {
+            auto visitNode = [&visit](StructureNode& node) { visit(node.value); };
+            Internal::ForEachNode(static_cast<StructureData*>(record)->root, visitNode);
         }
     }
 }
@@ -167,7 +202,7 @@ namespace Internal {
 // Names repeat across the records of a tree, so most of them are found here without hashing or
 // comparing text. A miss only costs the ordinary interning.
 struct CopyMemo {
-    static constexpr std::size_t kSlots = 64;
+    static constexpr std::size_t kSlots = 128;
 
     const BindingContext* sourceContext;
     BindingContext* targetContext;
@@ -179,7 +214,7 @@ struct CopyMemo {
             BindingContext::Retain(string);
             return string;
         }
-        const std::size_t slot = (reinterpret_cast<std::uintptr_t>(string) >> 3) % kSlots;
+        const std::size_t slot = string->Hash() & (kSlots - 1);
         if (from[slot] == string) {
             BindingContext::Retain(to[slot]);
             return to[slot];
@@ -246,12 +281,10 @@ BindingValue::~BindingValue() {
         Reset();
         return;
     }
-    // The context goes too, and takes all its strings with it at once, so the tree's records
-    // are released without counting down their strings one reference at a time.
-    if (kind_ > BindingValueKind::String) {
-        Internal::ReleaseStack pending;
-        ReleaseShallow(context_, *this, pending, false);
-        ReleaseContainers(context_, pending, false);
+    // The context goes too, and takes all its strings and pooled records with it at once: only
+    // what the records own on the heap needs a walk.
+    if (kind_ > BindingValueKind::String && context_->HasHeapParts()) {
+        ReleaseHeapParts(*this);
     }
     context_->~BindingContext();
     Release(context_);
@@ -265,6 +298,11 @@ BindingContext& BindingValue::EnsureContext() {
 }
 
 void BindingValue::Reset() {
+    if (kind_ <= BindingValueKind::Float) {
+        payload_.raw = 0;
+        kind_ = BindingValueKind::Empty;
+        return;
+    }
     switch (kind_) {
         case BindingValueKind::Empty:
         case BindingValueKind::Bool:
@@ -280,8 +318,8 @@ void BindingValue::Reset() {
             break;
         default: {
             Internal::ReleaseStack pending;
-            ReleaseShallow(context_, *this, pending, true);
-            ReleaseContainers(context_, pending, true);
+            ReleaseShallow(context_, *this, pending);
+            ReleaseContainers(context_, pending);
             break;
         }
     }
@@ -340,6 +378,7 @@ void BindingValue::CopyFrom(const BindingValue& source, std::size_t depth,
         case BindingValueKind::Blob:
             payload_.record = new (context_->AllocateRecord(sizeof(BlobHeader)))
                 BlobHeader{BindingValueAccess::Blob(source)->bytes};
+            context_->AddHeapPart();
             break;
         case BindingValueKind::Enum:
             payload_.record = new (context_->AllocateRecord(sizeof(BindingEnumValue)))
@@ -401,25 +440,34 @@ Internal::StructureNode* BindingValue::CloneNodes(const Internal::StructureNode*
 }
 
 void BindingValue::SetBool(bool value) {
-    Reset();
+    if (kind_ > BindingValueKind::Float) {
+        Reset();
+    }
+    payload_.raw = 0;
     payload_.boolean = value;
     kind_ = BindingValueKind::Bool;
 }
 
 void BindingValue::SetSigned(std::int64_t value) {
-    Reset();
+    if (kind_ > BindingValueKind::Float) {
+        Reset();
+    }
     payload_.signedValue = value;
     kind_ = BindingValueKind::Signed;
 }
 
 void BindingValue::SetUnsigned(std::uint64_t value) {
-    Reset();
+    if (kind_ > BindingValueKind::Float) {
+        Reset();
+    }
     payload_.unsignedValue = value;
     kind_ = BindingValueKind::Unsigned;
 }
 
 void BindingValue::SetFloat(double value) {
-    Reset();
+    if (kind_ > BindingValueKind::Float) {
+        Reset();
+    }
     payload_.floatValue = value;
     kind_ = BindingValueKind::Float;
 }
@@ -449,6 +497,7 @@ void BindingValue::SetBlob(std::span<const std::uint8_t> bytes) {
 void BindingValue::SetBlob(std::vector<std::uint8_t>&& bytes) {
     BindingContext& context = EnsureContext();
     auto* blob = new (context.AllocateRecord(sizeof(BlobHeader))) BlobHeader{std::move(bytes)};
+    context.AddHeapPart();
     bytes.clear();
     Reset();
     payload_.record = blob;
@@ -530,7 +579,16 @@ BindingValue& BindingValue::At(std::size_t index) {
     }
     const std::size_t needed = index + 1;
     if (needed > header->Capacity()) {
-        std::size_t grown = header->Capacity() + header->Capacity() / 2;
+        const std::size_t capacity = header->Capacity();
+        std::size_t grown = capacity + capacity / 2;
+        // Appending one by one would otherwise walk through every pooled size and then take
+        // small heap blocks: a new array fills the largest pooled slot, and the first heap block
+        // has room to spare.
+        if (capacity < Internal::kPooledElements) {
+            grown = Internal::kPooledElements;
+        } else if (grown < kFirstHeapElements) {
+            grown = kFirstHeapElements;
+        }
         if (grown > kBindingMaxElements) {
             grown = kBindingMaxElements;
         }

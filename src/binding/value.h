@@ -22,7 +22,7 @@ namespace Tavix::Client {
 
 class BindingContext;
 class BindingValueVisitor;
-struct BindingString;
+class BindingString;
 struct StaticTypeRecord;
 
 namespace Internal {

@@ -2,7 +2,9 @@
 
 #include <sys/mman.h>
 
+#include <array>
 #include <cstdint>
+#include <mutex>
 
 namespace Tavix::Platform {
 
@@ -13,9 +15,65 @@ void* MapAnywhere(std::size_t size) {
     return address == MAP_FAILED ? nullptr : address;
 }
 
+// Regions returned by the pool and not yet given to the kernel, most recent last.
+struct RetainedRegions {
+    std::mutex lock;
+    std::array<void*, kRetainedRegions> regions{};
+    std::size_t count = 0;
+};
+
+RetainedRegions& Retained() {
+    static RetainedRegions retained;
+    return retained;
+}
+
+void* MapFromKernel();
+
 }  // namespace
 
 void* MapAlignedRegion() {
+    RetainedRegions& retained = Retained();
+    {
+        std::lock_guard<std::mutex> guard(retained.lock);
+        if (retained.count != 0) {
+            return retained.regions[--retained.count];
+        }
+    }
+    return MapFromKernel();
+}
+
+void UnmapRegion(void* region) {
+    if (region == nullptr) {
+        return;
+    }
+    RetainedRegions& retained = Retained();
+    {
+        std::lock_guard<std::mutex> guard(retained.lock);
+        if (retained.count < kRetainedRegions) {
+            retained.regions[retained.count++] = region;
+            return;
+        }
+    }
+    munmap(region, kRegionSize);
+}
+
+void ReleaseRetainedRegions() {
+    RetainedRegions& retained = Retained();
+    std::lock_guard<std::mutex> guard(retained.lock);
+    while (retained.count != 0) {
+        munmap(retained.regions[--retained.count], kRegionSize);
+    }
+}
+
+std::size_t RetainedRegionCount() {
+    RetainedRegions& retained = Retained();
+    std::lock_guard<std::mutex> guard(retained.lock);
+    return retained.count;
+}
+
+namespace {
+
+void* MapFromKernel() {
     // The kernel often hands out consecutive mappings that happen to be aligned already; trying
     // the exact size first saves the trim in that case.
     void* first = MapAnywhere(kRegionSize);
@@ -46,10 +104,6 @@ void* MapAlignedRegion() {
     return reinterpret_cast<void*>(aligned);
 }
 
-void UnmapRegion(void* region) {
-    if (region != nullptr) {
-        munmap(region, kRegionSize);
-    }
-}
+}  // namespace
 
 }  // namespace Tavix::Platform

@@ -53,6 +53,31 @@ std::size_t SlabContext::PagesHeld() const {
     return total;
 }
 
+void SlabContext::ReleaseAll() {
+    if (table_ == nullptr) {
+        return;
+    }
+    for (SizeClass& sizeClass : classes_) {
+        if (sizeClass.pagesHeld != 0) {
+            for (Slab* list : {sizeClass.head, sizeClass.full}) {
+                while (list != nullptr) {
+                    Slab* next = list->next;
+                    if (list != sizeClass.InlineSlab()) {
+                        pool_->ReleasePage(list);
+                    }
+                    list = next;
+                }
+            }
+            sizeClass.pagesHeld = 0;
+        } else if (sizeClass.head == sizeClass.InlineSlab() && sizeClass.InlineSlab()->used == 0) {
+            continue;
+        }
+        sizeClass.head = nullptr;
+        sizeClass.full = nullptr;
+        MakeSlab(sizeClass, sizeClass.inlineBlock, kInlineBlockSize, sizeClass.slotSize);
+    }
+}
+
 void SlabContext::BuildTable() {
     std::vector<SizeClass> table(kSizeClassCount);
     for (std::size_t k = 0; k < kSizeClassCount; ++k) {

@@ -44,6 +44,9 @@ constexpr std::size_t FirstUsableIndex(std::size_t slotSize) {
 // One slot size of a context: the list of its slabs with free slots, and its inline block.
 struct SizeClass {
     Slab* head = nullptr;
+    // Pages that are full, linked through the same fields; the inline slab is never here. They
+    // are known so that a context that goes away can hand back every page at once.
+    Slab* full = nullptr;
     // Pages of the pool that the class holds now; kept on the slow paths only.
     std::uint32_t pagesHeld = 0;
     std::uint16_t slotSize = 0;
@@ -90,6 +93,11 @@ public:
     // Pages of the pool held now, over all classes.
     std::size_t PagesHeld() const;
 
+    // Forgets every slot handed out, in one go: all pages go back to the pool and the inline
+    // slabs are cut afresh. For an owner that drops all its records together, which spares the
+    // release of each one.
+    void ReleaseAll();
+
 private:
     friend SizeClass& SizeClassFor(SlabContext& context, std::size_t size);
 
@@ -107,6 +115,26 @@ namespace internal {
 SizeClass& SizeClassOutOfRange(SlabContext& context, std::size_t size);
 Slab* AddPageSlab(SlabContext& context, SizeClass& sizeClass, std::size_t slotSize);
 void ReturnPageSlab(SlabContext& context, SizeClass& sizeClass, Slab* slab);
+
+inline void PushFull(SizeClass& sizeClass, Slab* slab) {
+    slab->previous = nullptr;
+    slab->next = sizeClass.full;
+    if (sizeClass.full != nullptr) {
+        sizeClass.full->previous = slab;
+    }
+    sizeClass.full = slab;
+}
+
+inline void UnlinkFull(SizeClass& sizeClass, Slab* slab) {
+    if (slab->previous != nullptr) {
+        slab->previous->next = slab->next;
+    } else {
+        sizeClass.full = slab->next;
+    }
+    if (slab->next != nullptr) {
+        slab->next->previous = slab->previous;
+    }
+}
 
 inline std::uint16_t ReadSlotIndex(const std::byte* slot) {
     std::uint16_t index;
@@ -159,7 +187,11 @@ inline void* Allocate(SlabContext& context, std::size_t size) {
         if (slab->next != nullptr) {
             slab->next->previous = nullptr;
         }
-        slab->next = nullptr;
+        if (slab != sizeClass.InlineSlab()) {
+            internal::PushFull(sizeClass, slab);
+        } else {
+            slab->next = nullptr;
+        }
     }
     return slot;
 }
@@ -190,6 +222,9 @@ inline void Release(SlabContext& context, std::size_t size, void* address) {
     }
     if (slab->firstFree == 0) {
         // It was full and off the list: it goes in front, where the next allocation looks.
+        if (slab != sizeClass.InlineSlab()) {
+            internal::UnlinkFull(sizeClass, slab);
+        }
         slab->previous = nullptr;
         slab->next = sizeClass.head;
         if (sizeClass.head != nullptr) {

@@ -13,6 +13,8 @@
 #include "binding/internal/structure_tree.h"
 #include "binding/static_type.h"
 #include "binding/value_visitor.h"
+#include "log/memory.h"
+#include "support/slab_pool.h"
 
 namespace Tavix::Client {
 namespace {
@@ -461,6 +463,41 @@ TEST(BindingValueDepth, DeepTreesReleaseWithoutRecursion) {
     root.Reset();
     EXPECT_EQ(root.Context()->StringCount(), 0u);
     EXPECT_EQ(root.Context()->OutstandingRecords(), 1u);  // the table's buckets
+}
+
+// A root takes its context's records and strings along all at once; whatever the records own on
+// the heap must still be freed one by one, at any depth.
+TEST(BindingValueLifetime, DestroyedRootGivesBackEveryHeapByteAndPage) {
+    AllocationCounterValues before{};
+    ReadCounters(&before);
+    const std::size_t pagesBefore = SlabPool::Instance().GetStatistics().pagesInUse;
+    {
+        BindingValue root;
+        const std::string longText(200, 'x');
+        for (int i = 0; i < 300; ++i) {
+            BindingValue& item = root.Field("item" + std::to_string(i));
+            item.Field("text").SetString(longText + std::to_string(i));
+            item.Field("bytes").SetBlob(
+                std::vector<std::uint8_t>(100, static_cast<std::uint8_t>(i)));
+            BindingValue& list = item.Field("list");
+            for (int k = 0; k < 20; ++k) {
+                list.Append().At(0).Field("deep").SetBlob(std::vector<std::uint8_t>{1, 2, 3});
+            }
+        }
+        BindingValue copy(root);
+        EXPECT_EQ(copy.GetField("item7").GetField("text").GetString(), longText + "7");
+        EXPECT_EQ(
+            copy.GetField("item299").GetField("list").GetAt(19).GetAt(0).GetField("deep").Size(),
+            3u);
+        EXPECT_GT(SlabPool::Instance().GetStatistics().pagesInUse, pagesBefore + 4);
+        // A root that dies after all its records were released goes the same way.
+        BindingValue emptied(root);
+        emptied.Reset();
+    }
+    AllocationCounterValues after{};
+    ReadCounters(&after);
+    EXPECT_EQ(after.bytesAllocated - after.bytesFreed, before.bytesAllocated - before.bytesFreed);
+    EXPECT_EQ(SlabPool::Instance().GetStatistics().pagesInUse, pagesBefore);
 }
 
 TEST(BindingValueDepth, CopyAndVisitStopAtTheLimit) {

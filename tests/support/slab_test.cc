@@ -149,6 +149,38 @@ TEST_F(SlabTest, FullPageReturnsToTheFrontOfTheList) {
     EXPECT_EQ(InlineSlotsInUse(context), 0u);
 }
 
+TEST_F(SlabTest, ReleaseAllHandsBackFullAndPartialPagesAndStartsAfresh) {
+    const std::size_t perPage = kSlabPageSize / 40 - FirstUsableIndex(40);
+    std::vector<void*> slots;
+    // Two full pages and a partial third, with the first page full again after a slot came back.
+    for (std::size_t i = 0; i < 2 + 2 * perPage + 5; ++i) {
+        slots.push_back(Allocate(context, 40));
+    }
+    Release(context, 40, slots[3]);
+    EXPECT_EQ(Allocate(context, 40), slots[3]);
+    for (int i = 0; i < 20; ++i) {
+        Allocate(context, 8);
+    }
+    EXPECT_EQ(Stats().pagesInUse, 4u);
+    EXPECT_EQ(context.PagesHeld(), 4u);
+
+    context.ReleaseAll();
+    EXPECT_EQ(Stats().pagesInUse, 0u);
+    EXPECT_EQ(Stats().regionsInUse, 0u);
+    EXPECT_EQ(context.PagesHeld(), 0u);
+    EXPECT_EQ(InlineSlotsInUse(context), 0u);
+    EXPECT_EQ(SizeClassFor(context, 40).full, nullptr);
+    // The classes serve as in a fresh context: inline slots first, then a new page.
+    EXPECT_EQ(Allocate(context, 40), InlineStart(context, 40) + 1 * 40);
+    EXPECT_EQ(Allocate(context, 40), InlineStart(context, 40) + 2 * 40);
+    EXPECT_EQ(Allocate(context, 8), InlineStart(context, 8) + 3 * 8);
+    void* fromPage = Allocate(context, 40);
+    EXPECT_EQ(Address(fromPage) % kSlabPageSize, 40u);
+    EXPECT_EQ(Stats().pagesInUse, 1u);
+    Release(context, 40, fromPage);
+    EXPECT_EQ(Stats().pagesInUse, 0u);
+}
+
 TEST_F(SlabTest, SeventeenPagesTakeTwoRegionsAndReturnBoth) {
     const std::size_t inlineSlots = kInlineBlockSize / 8 - FirstUsableIndex(8);
     const std::size_t perPage = kSlabPageSize / 8 - FirstUsableIndex(8);
@@ -289,6 +321,7 @@ TEST(SlabPoolTest, ProcessPoolAndSystemRegions) {
     SlabContext context;
     EXPECT_EQ(&context.Pool(), &SlabPool::Instance());
 
+    Platform::ReleaseRetainedRegions();  // so that the next region is fresh from the kernel
     void* region = Platform::MapAlignedRegion();
     ASSERT_NE(region, nullptr);
     EXPECT_EQ(Address(region) % Platform::kRegionSize, 0u);

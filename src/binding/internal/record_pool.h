@@ -20,6 +20,12 @@ public:
         bytesInUse_ -= SlotSize(size);
         Tavix::Client::Release(slabs_, size, record);
     }
+    // Drops every record at once and hands all pages back.
+    void ReleaseAll() {
+        outstanding_ = 0;
+        bytesInUse_ = 0;
+        slabs_.ReleaseAll();
+    }
     std::size_t Outstanding() const { return outstanding_; }
     std::size_t BytesInUse() const { return bytesInUse_; }
     std::size_t PagesHeld() const { return slabs_.PagesHeld(); }

@@ -12,7 +12,7 @@
 namespace Tavix::Client {
 
 class BindingContext;
-struct BindingString;
+class BindingString;
 
 namespace Internal {
 
