@@ -5,7 +5,6 @@
 #include <cstdint>
 #include <string>
 #include <unordered_set>
-#include <vector>
 
 #include "frame/app_module.h"
 #include "matchmaking/matchmaking_machine.h"
@@ -53,13 +52,7 @@ public:
 
 private:
     MatchmakingStateMachine stateMachine;
-    std::uint64_t ownAvatarId = 0;
-    std::vector<std::uint64_t> gameflowDodgeIds;
-    std::int32_t nextSearchErrorId = 0;
-    bool queuesLoaded = false;
-    bool wasLobbyLeader = false;
-    bool loggedIn = false;
-    bool connected = false;
+    // True from the moment this client gave up a low-priority queue until it enters one again.
     bool abandonedLowPriorityQueue = false;
 };
 
