@@ -107,6 +107,9 @@ struct Host::ResponseStorage {
     std::size_t offset = 0;
     std::size_t reads = 0;
     std::optional<std::size_t> failAtRead;
+    // Chunks [0, arrived) are readable. Shared with the host task that brings the next one, which
+    // may outlive the response when the module releases it early.
+    std::shared_ptr<std::size_t> arrived;
 };
 
 namespace {
@@ -145,12 +148,14 @@ void Host::ReleaseResponse(HostResponse* response) {
         storage = static_cast<ResponseStorage*>(found->second.second);
         table.entries.erase(found);
     }
+    ++storage->host->releaseCalls_;
     delete storage;
     std::memset(static_cast<void*>(response), 0, sizeof *response);
 }
 
 bool Host::ReadStream(void* context, char* buffer, std::uint32_t* size, bool* more) {
     ResponseStorage& stream = *static_cast<ResponseStorage*>(context);
+    ++stream.host->streamReads_;
     const std::size_t read = stream.reads++;
     if (stream.failAtRead && *stream.failAtRead == read) {
         *size = 0;
@@ -159,6 +164,11 @@ bool Host::ReadStream(void* context, char* buffer, std::uint32_t* size, bool* mo
     if (stream.chunk >= stream.chunks.size()) {
         *size = 0;
         *more = false;
+        return true;
+    }
+    if (stream.arrived && stream.chunk >= *stream.arrived) {
+        *size = 0;
+        *more = true;
         return true;
     }
     const std::string& chunk = stream.chunks[stream.chunk];
@@ -171,6 +181,11 @@ bool Host::ReadStream(void* context, char* buffer, std::uint32_t* size, bool* mo
     }
     *size = static_cast<std::uint32_t>(count);
     *more = stream.chunk < stream.chunks.size();
+    if (stream.arrived && *more && stream.chunk == *stream.arrived) {
+        // The reader has all that arrived: the next chunk comes with the host's next turn.
+        stream.host->Enqueue(stream.host->Now(), {0, "Stream: next piece arrives",
+                                                  [arrived = stream.arrived] { ++*arrived; }});
+    }
     return true;
 }
 
@@ -207,6 +222,9 @@ void Host::Answer(HostResponse* response, const RecordedRequest& request) {
         }
         storage->chunks = std::move(*answer.stream);
         storage->failAtRead = answer.failStreamAtRead;
+        if (answer.streamArrivesOnTurns) {
+            storage->arrived = std::make_shared<std::size_t>(1);
+        }
         response->streamRead = &Host::ReadStream;
         response->streamClose = &Host::CloseStream;
         response->streamSize = static_cast<std::uint32_t>(total);

@@ -95,6 +95,11 @@ public:
     std::size_t OutstandingResponses() const;
     // Calls of the stream close function of streamed responses.
     std::size_t StreamCloses() const { return streamCloses_; }
+    // Calls of the release function of this host's responses. A second call for one response
+    // never counts: it aborts the process.
+    std::size_t ReleaseCalls() const { return releaseCalls_; }
+    // Reads of streamed responses, failed ones included.
+    std::size_t StreamReads() const { return streamReads_; }
 
     // ---- Log ---------------------------------------------------------------------------------
     // Each log line of a module is also written there, with a line feed when it lacks one.
@@ -208,6 +213,8 @@ private:
     std::vector<RouteEntry> routes_;
     std::vector<std::unique_ptr<ResponseStorage>> unreleasable_;
     std::size_t streamCloses_ = 0;
+    std::size_t releaseCalls_ = 0;
+    std::size_t streamReads_ = 0;
 
     std::FILE* logEcho_ = nullptr;
     Recording recording_;

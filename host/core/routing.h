@@ -28,6 +28,10 @@ struct Response {
     std::optional<std::vector<std::string>> stream;
     // The read with this index (0 first) fails.
     std::optional<std::size_t> failStreamAtRead;
+    // The chunks arrive one host turn apart, as from a slow neighbour: after a short read that
+    // leaves more to come, the next chunk is there only once the module has given the host a
+    // turn (YieldToHost); a read before that is an empty short read with more still to come.
+    bool streamArrivesOnTurns = false;
 
     // Without it the response record carries no release function.
     bool withRelease = true;

@@ -1,6 +1,11 @@
 #include "frame/app_client.h"
 
+#include <memory>
 #include <utility>
+
+#include "frame/framework_types.h"
+#include "frame/internal/event_handler.h"
+#include "frame/telemetry.h"
 
 #include "log/log.h"
 #include "platform/clock.h"
@@ -31,16 +36,9 @@ AppClient::AppClient() {
 
 AppClient::~AppClient() = default;
 
-// Resource subscriptions arrive with the resource client; until then the table only counts.
-void AppClient::SubscribeToResource(const std::string& uri) {
-    ++resourceSubscriptions[uri];
-}
-
-void AppClient::UnsubscribeFromResource(const std::string& uri) {
-    auto found = resourceSubscriptions.find(uri);
-    if (found != resourceSubscriptions.end() && --found->second == 0) {
-        resourceSubscriptions.erase(found);
-    }
+void AppClient::RegisterFrameworkTypes(BindingRegistry& registry) {
+    typeRegistry = &registry;
+    DeclareFrameworkTypes(registry);
 }
 
 void AppClient::BindHost(std::uint32_t hostClientId, const std::string& name,
@@ -48,11 +46,22 @@ void AppClient::BindHost(std::uint32_t hostClientId, const std::string& name,
     clientId = hostClientId;
     shortName = name;
     userAgent = agent;
+    telemetry = std::make_unique<TelemetryClient>(this);
+    ResourceObserverTable::typeRegistry = typeRegistry;
     owner = this;
+    SubscribeServiceProxyEvents();
 }
 
 void AppClient::OnStop() {
+    for (const auto& [name, handler] : eventHandlers) {
+        UnsubscribeFromEvent(name.c_str(), clientId);
+    }
+    eventHandlers.Reset();
+    ClearLcdsHandlers();
+    ClearServiceProxyTables();
     timers.Reset();
+    exactObservers.Reset();
+    patternObservers.Reset();
 }
 
 void AppClient::Yield() {

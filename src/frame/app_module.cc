@@ -1,8 +1,10 @@
 #include "frame/app_module.h"
 
 #include <cstring>
+#include <memory>
 #include <new>
 
+#include "binding/registry.h"
 #include "log/log.h"
 #include "log/log_core.h"
 #include "log/memory.h"
@@ -22,12 +24,15 @@ constexpr const char* kPluginLogLayout = "#D| #L| #G| #M";
 
 AppModule::AppModule() {
     LogCore::AddReference();
+    dispatcher = std::make_unique<BindingRegistry>();
+    dispatcher->RegisterBuiltins();
     operations.Attach = &AppModule::AttachEntry;
     operations.Shutdown = &AppModule::ShutdownEntry;
     operations.GetMemoryCounters = &AppModule::GetMemoryCountersEntry;
 }
 
 AppModule::~AppModule() {
+    dispatcher.reset();
     apiTags.clear();
     apiNamespace.clear();
     // The target unhooks itself from the log core as it goes.
@@ -51,9 +56,10 @@ void AppModule::Initialize(PluginLoadBlock& block, const std::string& name) {
     apiTags = {"Plugins", "Plugin " + pluginName.shortName};
     apiNamespace = FunctionNameFromRoute("", pluginName.shortName);
 
-    // The framework's own types, the dispatcher's description of the API and the registry come
-    // with the binding layer; until then the module declares an empty API.
+    RegisterFrameworkTypes(*dispatcher);
     RegisterApi();
+    // The description of the API is built by the dispatcher, which does not exist yet: until it
+    // does, the module hands the host an empty ApiDescription.
 
     block.major = kPluginApiVersion.major;
     block.minor = kPluginApiVersion.minor;

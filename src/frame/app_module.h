@@ -14,6 +14,7 @@
 
 namespace Tavix::Client {
 
+class BindingRegistry;
 class PluginLogTarget;
 
 class AppModule : public AppClient {
@@ -48,6 +49,7 @@ public:
     const std::vector<std::string>& GetApiTags() const { return apiTags; }
     const PluginLogTarget* GetLogTarget() const { return logTarget.get(); }
     HostInterface* GetHost() const { return host; }
+    BindingRegistry& GetDispatcher() const { return *dispatcher; }
 
 private:
     static bool AttachEntry(void* module, HostInterface* hostInterface);
@@ -62,6 +64,9 @@ private:
     PluginName pluginName;
     std::string apiNamespace;
     std::vector<std::string> apiTags;
+    // The module's registry of types, functions and events. The dispatcher that routes the
+    // module's REST requests derives from the registry and takes this place when it exists.
+    std::unique_ptr<BindingRegistry> dispatcher;
     HostInterface* host = nullptr;
     PluginOperations operations{};
     ApiDescription apiDescription{};

@@ -7,6 +7,7 @@
 
 #include <memory>
 #include <string>
+#include <utility>
 
 #include "core/host.h"
 #include "core/module.h"
@@ -21,6 +22,19 @@ public:
     std::uint64_t NextJobId() const { return nextJobId; }
     std::size_t PendingJobs() const { return jobs.size(); }
     bool HasTimer(const std::string& name) const { return timers.count(name) != 0; }
+
+    // Event delivery and resource observation.
+    template <typename Payload, typename Function>
+    void HandleEvent(const std::string& name, Function function, std::uint32_t flags) {
+        RegisterEventHandler<Payload>(name, std::move(function), flags);
+    }
+    std::size_t EventHandlerCount() const { return eventHandlers.size(); }
+    void ForgetEventHandler(const std::string& name) { eventHandlers.erase(name); }
+    std::uint64_t ResourceSubscriptionCount(const std::string& channel) const {
+        const auto found = resourceSubscriptions.find(channel);
+        return found == resourceSubscriptions.end() ? 0 : found->second;
+    }
+    std::size_t ObserverCount() const { return exactObservers.size() + patternObservers.size(); }
 };
 
 inline void LoadTestModule(PluginLoadBlock* block) {
