@@ -1,30 +1,30 @@
 #include "frame/diagnostics.h"
 
+#include "support/diagnostic_hook.h"
+
 namespace Tavix::Client {
 namespace {
 
-FrameDiagnosticSink gSink = nullptr;
-void* gSinkContext = nullptr;
+DiagnosticHook gHook;
 
 }  // namespace
 
 void FrameDiagnostic(const char* format, ...) {
-    if (gSink == nullptr) {
+    if (!gHook.IsInstalled()) {
         return;
     }
     std::va_list arguments;
     va_start(arguments, format);
-    gSink(gSinkContext, format, arguments);
+    gHook.Report(format, arguments);
     va_end(arguments);
 }
 
 bool IsFrameDiagnosticSinkInstalled() {
-    return gSink != nullptr;
+    return gHook.IsInstalled();
 }
 
 void SetFrameDiagnosticSink(FrameDiagnosticSink sink, void* context) {
-    gSink = sink;
-    gSinkContext = sink != nullptr ? context : nullptr;
+    gHook.Install(sink, context);
 }
 
 }  // namespace Tavix::Client

@@ -1,30 +1,30 @@
 #include "hsm/diagnostic_hook.h"
 
+#include "support/diagnostic_hook.h"
+
 namespace Tavix::Hsm {
 namespace {
 
-DiagnosticSink gSink = nullptr;
-void* gSinkContext = nullptr;
+Client::DiagnosticHook gHook;
 
 }  // namespace
 
 void ReportDiagnostic(const char* format, ...) {
-    if (gSink == nullptr) {
+    if (!gHook.IsInstalled()) {
         return;
     }
     std::va_list arguments;
     va_start(arguments, format);
-    gSink(gSinkContext, format, arguments);
+    gHook.Report(format, arguments);
     va_end(arguments);
 }
 
 bool IsDiagnosticSinkInstalled() {
-    return gSink != nullptr;
+    return gHook.IsInstalled();
 }
 
 void SetDiagnosticSink(DiagnosticSink sink, void* context) {
-    gSink = sink;
-    gSinkContext = sink != nullptr ? context : nullptr;
+    gHook.Install(sink, context);
 }
 
 }  // namespace Tavix::Hsm
