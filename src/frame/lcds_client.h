@@ -62,23 +62,16 @@ std::future<MaybeType<Failure, Result>> AppClient::LcdsInvoke(const std::string&
     BindingValue collection;
     collection.MakeCollection();
     std::string error;
-    bool converted = true;
-    // Stops at the first argument that does not convert.
-    (void)((converted =
-                [&] {
-                    BindingResult value;
-                    Internal::ArgumentToValue(value, arguments, typeRegistry);
-                    if (!value.Ok()) {
-                        error = value.ErrorText();
-                        return false;
-                    }
-                    if constexpr (!Internal::IsTextArgument<Arguments>) {
-                        AnnotateLcdsClass(value, Internal::NativeTypeRef<Arguments>(typeRegistry));
-                    }
-                    collection.Append() = std::move(value);
-                    return true;
-                }()) &&
-           ...);
+    const bool converted = Internal::ConvertArguments(
+        typeRegistry, error,
+        [&]<typename Argument>(BindingResult& value, std::type_identity<Argument>) {
+            if constexpr (!Internal::IsTextArgument<Argument>) {
+                AnnotateLcdsClass(value, Internal::NativeTypeRef<Argument>(typeRegistry));
+            }
+            collection.Append() = std::move(value);
+            return true;
+        },
+        arguments...);
     if (!converted) {
         promise.set_value(Internal::LcdsParameterFailure(error));
         return future;

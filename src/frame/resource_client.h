@@ -92,25 +92,42 @@ void ReleaseResponse(HostResponse& response);
 
 }  // namespace Internal
 
+namespace Internal {
+
+// Converts each argument to a value, in order, and hands it to `take(value, type)` with a
+// std::type_identity of the argument's type. Stops at the first argument that does not convert,
+// or that `take` refuses, leaving its text in `error`: later ones are not looked at.
+template <typename Take, typename... Arguments>
+bool ConvertArguments([[maybe_unused]] const BindingRegistry* registry,
+                      [[maybe_unused]] std::string& error, [[maybe_unused]] Take&& take,
+                      const Arguments&... arguments) {
+    bool converted = true;
+    (void)((converted =
+                [&] {
+                    BindingResult value;
+                    ArgumentToValue(value, arguments, registry);
+                    if (!value.Ok()) {
+                        error = value.ErrorText();
+                        return false;
+                    }
+                    return take(value, std::type_identity<Arguments>{});
+                }()) &&
+           ...);
+    return converted;
+}
+
+}  // namespace Internal
+
 template <typename... Arguments>
 MaybeType<Failure, void> AppClient::MakeRequest(HostResponse& response, std::uint32_t method,
                                                 const std::string& url,
                                                 const Arguments&... arguments) {
     Internal::RequestParameters parameters;
     std::string error;
-    bool converted = true;
-    // The fold stops at the first argument that fails: later ones are not looked at.
-    (void)((converted =
-                [&] {
-                    BindingResult value;
-                    Internal::ArgumentToValue(value, arguments, typeRegistry);
-                    if (!value.Ok()) {
-                        error = value.ErrorText();
-                        return false;
-                    }
-                    return parameters.Append(value, typeRegistry, error);
-                }()) &&
-           ...);
+    const bool converted = Internal::ConvertArguments(
+        typeRegistry, error,
+        [&](BindingResult& value, auto) { return parameters.Append(value, typeRegistry, error); },
+        arguments...);
     if (!converted) {
         return Internal::ParameterFailure(method, url, error);
     }
