@@ -5,11 +5,15 @@
 
 #include "binding/value.h"
 #include "log/memory.h"
+#include "support/slab_pool.h"
 
 namespace Tavix::Client {
 namespace {
 
 constexpr std::uint32_t kInitialBuckets = 8;
+
+// Texts up to this size, NUL included, are cut from text pages; longer ones come from the heap.
+constexpr std::size_t kLargestPagedText = 1024;
 
 BindingString** AllocateBuckets(Internal::RecordPool& pool, std::uint32_t count) {
     const std::size_t bytes = count * sizeof(BindingString*);
@@ -82,22 +86,120 @@ BindingContext::~BindingContext() {
     if (longStrings_ != 0) {
         for (std::uint32_t i = 0; i < bucketCount_; ++i) {
             for (BindingString* entry = buckets_[i]; entry != nullptr; entry = entry->next_) {
-                if (!BindingString::IsInline(entry->size_)) {
+                if (!BindingString::IsInline(entry->size_) &&
+                    entry->size_ + 1 > kLargestPagedText) {
                     Release(const_cast<char*>(entry->Text()));
                 }
             }
         }
     }
+    while (textPage_ != nullptr) {
+        TextPage* next = textPage_->next;
+        pool_.Pool().ReleasePage(textPage_);
+        textPage_ = next;
+    }
     if (bucketCount_ != kInitialBuckets) {
         Release(buckets_);
     }
+    while (heapArrays_ != nullptr) {
+        HeapArrayLink* next = heapArrays_->next;
+        Release(heapArrays_);
+        heapArrays_ = next;
+    }
     // The entries, the buckets of a small table and every record of the tree go with the slabs.
-    pool_.ReleaseAll();
+    pool_.Clear();
+}
+
+char* BindingContext::AllocateText(std::size_t bytes) {
+    if (bytes > kLargestPagedText) {
+        return static_cast<char*>(Allocate(bytes));
+    }
+    const std::size_t rounded = (bytes + 7) & ~std::size_t{7};
+    if (textPage_ == nullptr || textPage_->end + rounded > kSlabPageSize) {
+        auto* page = static_cast<TextPage*>(pool_.Pool().AcquirePage());
+        page->previous = nullptr;
+        page->next = textPage_;
+        page->live = 0;
+        page->end = sizeof(TextPage);
+        if (textPage_ != nullptr) {
+            textPage_->previous = page;
+        }
+        textPage_ = page;
+        ++textPages_;
+    }
+    char* text = reinterpret_cast<char*>(textPage_) + textPage_->end;
+    textPage_->end += static_cast<std::uint32_t>(rounded);
+    ++textPage_->live;
+    return text;
+}
+
+void BindingContext::ReleaseText(char* text, std::size_t bytes) {
+    if (bytes > kLargestPagedText) {
+        Release(text);
+        return;
+    }
+    auto* page = reinterpret_cast<TextPage*>(reinterpret_cast<std::uintptr_t>(text) &
+                                             ~std::uintptr_t{kSlabPageSize - 1});
+    if (--page->live != 0) {
+        return;
+    }
+    if (page == textPage_) {
+        // The page being cut from starts over rather than going.
+        page->end = sizeof(TextPage);
+        return;
+    }
+    page->previous->next = page->next;
+    if (page->next != nullptr) {
+        page->next->previous = page->previous;
+    }
+    --textPages_;
+    pool_.Pool().ReleasePage(page);
+}
+
+void* BindingContext::AllocateHeapArray(std::size_t bytes) {
+    auto* link = static_cast<HeapArrayLink*>(Allocate(sizeof(HeapArrayLink) + bytes));
+    link->previous = nullptr;
+    link->next = heapArrays_;
+    if (heapArrays_ != nullptr) {
+        heapArrays_->previous = link;
+    }
+    heapArrays_ = link;
+    ++heapArrayCount_;
+    return link + 1;
+}
+
+void* BindingContext::ReallocateHeapArray(void* array, std::size_t bytes) {
+    auto* link = static_cast<HeapArrayLink*>(
+        Reallocate(static_cast<HeapArrayLink*>(array) - 1, sizeof(HeapArrayLink) + bytes));
+    // The block may have moved: its neighbours learn where it is now.
+    if (link->previous != nullptr) {
+        link->previous->next = link;
+    } else {
+        heapArrays_ = link;
+    }
+    if (link->next != nullptr) {
+        link->next->previous = link;
+    }
+    return link + 1;
+}
+
+void BindingContext::ReleaseHeapArray(void* array) {
+    HeapArrayLink* link = static_cast<HeapArrayLink*>(array) - 1;
+    if (link->previous != nullptr) {
+        link->previous->next = link->next;
+    } else {
+        heapArrays_ = link->next;
+    }
+    if (link->next != nullptr) {
+        link->next->previous = link->previous;
+    }
+    --heapArrayCount_;
+    Release(link);
 }
 
 void BindingContext::FreeEntry(BindingString* entry) {
     if (!BindingString::IsInline(entry->size_)) {
-        Release(const_cast<char*>(entry->Text()));
+        ReleaseText(const_cast<char*>(entry->Text()), entry->size_ + 1);
         --longStrings_;
     }
     ReleaseRecord(BindingString::EntrySize(entry->size_), entry);
@@ -137,7 +239,7 @@ BindingString* BindingContext::Intern(const HashedName& text) {
     if (BindingString::IsInline(size)) {
         storage = static_cast<char*>(record) + BindingString::kHeadSize;
     } else {
-        storage = static_cast<char*>(Allocate(size + 1));
+        storage = AllocateText(size + 1);
         ++longStrings_;
         std::memcpy(static_cast<char*>(record) + BindingString::kLongPointerOffset, &storage,
                     sizeof storage);

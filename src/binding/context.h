@@ -18,8 +18,8 @@ class BindingValue;
 class BindingContext {
 public:
     BindingContext();
-    // Frees the strings still in the table and every pooled record at once. The heap blocks of
-    // the tree's records must have been freed before; its pooled records need not be.
+    // Frees the strings still in the table, the large element arrays and every pooled record at
+    // once. Blob bytes must have been freed before; nothing else of the tree need be.
     ~BindingContext();
     BindingContext(const BindingContext&) = delete;
     BindingContext& operator=(const BindingContext&) = delete;
@@ -55,11 +55,24 @@ public:
     // Pages of 4096 bytes that the context's slabs hold from the process-wide pool.
     std::size_t PagesHeld() const { return pool_.PagesHeld(); }
 
-    // Heap blocks that records of the tree own (large element arrays, blob bytes). While there
-    // are none, a tree that goes with its context needs no walk at all.
+    // Heap blocks that records of the tree own and that the context cannot free by itself (blob
+    // bytes). While there are none, a tree that goes with its context needs no walk at all.
     void AddHeapPart() { ++heapParts_; }
     void DropHeapPart() { --heapParts_; }
     bool HasHeapParts() const { return heapParts_ != 0; }
+
+    // Element arrays too large for a pooled record. Each sits behind a link in the context's
+    // list of them, so that those still there when the context goes are freed without a walk of
+    // the tree. The address handed out is aligned for values.
+    void* AllocateHeapArray(std::size_t bytes);
+    void* ReallocateHeapArray(void* array, std::size_t bytes);
+    void ReleaseHeapArray(void* array);
+    std::size_t HeapArrayCount() const { return heapArrayCount_; }
+
+    // Pages of the process-wide pool that hold the texts of long strings, which are cut from
+    // them one after another rather than taken from the heap one by one. A page goes back when
+    // its last text does.
+    std::size_t TextPagesHeld() const { return textPages_; }
 
     // The scratch value handed out when a collection refuses to grow. Whatever was written to it
     // before is released first.
@@ -71,6 +84,21 @@ private:
     void Rehash(std::uint32_t count);
     void ResetTable();
 
+    char* AllocateText(std::size_t bytes);
+    void ReleaseText(char* text, std::size_t bytes);
+
+    struct TextPage {
+        TextPage* previous;
+        TextPage* next;
+        std::uint32_t live;  // texts cut from it and not yet released
+        std::uint32_t end;   // offset of its first free byte
+    };
+
+    struct HeapArrayLink {
+        HeapArrayLink* previous;
+        HeapArrayLink* next;
+    };
+
     Internal::RecordPool pool_;
     BindingString** buckets_ = nullptr;
     std::uint32_t bucketCount_ = 0;
@@ -78,6 +106,11 @@ private:
     // Entries whose text lives on the heap.
     std::uint32_t longStrings_ = 0;
     std::uint32_t heapParts_ = 0;
+    HeapArrayLink* heapArrays_ = nullptr;
+    // The page texts are cut from now, first in the list of text pages.
+    TextPage* textPage_ = nullptr;
+    std::size_t textPages_ = 0;
+    std::size_t heapArrayCount_ = 0;
     BindingValue* sink_ = nullptr;
 };
 

@@ -473,7 +473,7 @@ void StructToValue(BindingResult& result, const BindingRegistry* registry,
         if (field.converter == nullptr) {
             continue;
         }
-        BindingResult converted;
+        BindingResult converted(result.Context());
         field.converter->ToValue(converted, record + field.offset, field.type.descriptor, registry);
         if (!converted.Ok()) {
             result.SetError(converted.ErrorText());

@@ -300,7 +300,7 @@ struct BindingFieldCodec<std::vector<T>, std::enable_if_t<!std::is_same_v<T, std
         result.MakeCollection();
         result.Reserve(native.size());
         for (std::size_t i = 0; i < native.size() && result.Ok(); ++i) {
-            BindingResult element;
+            BindingResult element(result.Context());
             ToValueElement(element, native, i, descriptor, registry);
             if (element.Ok()) {
                 result.At(i) = std::move(element);
@@ -365,7 +365,7 @@ struct BindingFieldCodec<std::map<std::string, T>> {
         result.ResetToOk();
         result.MakeStructure();
         for (const auto& [key, element] : native) {
-            BindingResult converted;
+            BindingResult converted(result.Context());
             BindingFieldCodec<T>::ToValue(converted, element, descriptor, registry);
             if (!converted.Ok()) {
                 result.SetError(converted.ErrorText());

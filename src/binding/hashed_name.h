@@ -19,6 +19,21 @@ public:
         : HashedName(text == nullptr ? std::string_view() : std::string_view(text)) {}
     constexpr HashedName(std::string_view text, std::uint32_t hash) : text_(text), hash_(hash) {}
 
+    // The name in a counted buffer, cut at its first NUL as a C string would be; the bytes are
+    // hashed in the same pass that looks for the NUL.
+    static constexpr HashedName UpToNul(const char* text, std::size_t size) {
+        std::uint32_t hash = kFnv1aBasis;
+        std::size_t length = 0;
+        for (; length < size; ++length) {
+            const auto byte = static_cast<unsigned char>(text[length]);
+            if (byte == 0) {
+                break;
+            }
+            hash = (hash ^ byte) * kFnv1aPrime;
+        }
+        return HashedName(std::string_view(text, length), hash);
+    }
+
     constexpr std::string_view Text() const { return text_; }
     constexpr std::uint32_t Hash() const { return hash_; }
 

@@ -5,6 +5,7 @@
 #include <rapidjson/stringbuffer.h>
 #include <rapidjson/writer.h>
 
+#include <cstring>
 #include <string_view>
 
 #include "binding/internal/json_value_handler.h"
@@ -112,7 +113,7 @@ void ParseJson(BindingResult& result, const char* text) {
     }
 
     BindingValue root;
-    Internal::JsonValueHandler handler(root);
+    Internal::JsonValueHandler handler(root, std::strlen(cursor));
     rapidjson::Reader reader;
     rapidjson::StringStream stream(start);
     const rapidjson::ParseResult parsed =

@@ -13,6 +13,10 @@ namespace Tavix::Client {
 class BindingResult : public BindingValue {
 public:
     BindingResult() = default;
+    // A result built inside `context` as a child that shares it, for a temporary whose content
+    // goes into a tree of that context: moving it there then hands over its records rather than
+    // copying them. It must not outlive the root that owns the context.
+    explicit BindingResult(BindingContext* context) : BindingValue(context) {}
     BindingResult(const BindingResult&) = default;
     BindingResult(BindingResult&&) noexcept = default;
     BindingResult& operator=(const BindingResult&) = default;

@@ -47,8 +47,7 @@ BindingValue* AllocateElements(BindingContext& context, std::size_t capacity) {
     if (capacity <= Internal::kPooledElements) {
         return static_cast<BindingValue*>(context.AllocateRecord(bytes));
     }
-    context.AddHeapPart();
-    return static_cast<BindingValue*>(Allocate(bytes));
+    return static_cast<BindingValue*>(context.AllocateHeapArray(bytes));
 }
 
 void ReleaseElements(BindingContext& context, BindingValue* begin, std::size_t capacity) {
@@ -58,8 +57,7 @@ void ReleaseElements(BindingContext& context, BindingValue* begin, std::size_t c
     if (capacity <= Internal::kPooledElements) {
         context.ReleaseRecord(capacity * sizeof(BindingValue), begin);
     } else {
-        Release(begin);
-        context.DropHeapPart();
+        context.ReleaseHeapArray(begin);
     }
 }
 
@@ -128,8 +126,8 @@ void ReleaseContainers(BindingContext* context, Internal::ReleaseStack& pending)
     }
 }
 
-// Frees what the records of a tree own on the heap, and nothing else: its pooled records and
-// strings go with the context right afterwards, all at once.
+// Frees the blob bytes of a tree, and nothing else: its pooled records, strings and element
+// arrays go with the context right afterwards, all at once.
 void ReleaseHeapParts(const BindingValue& root) {
     Internal::ReleaseStack pending;
     auto visit = [&pending](const BindingValue& value) {
@@ -153,9 +151,6 @@ void ReleaseHeapParts(const BindingValue& root) {
             auto* header = static_cast<CollectionHeader*>(record);
             for (const BindingValue* element = header->begin; element != header->end; ++element) {
                 visit(*element);
-            }
-            if (header->Capacity() > Internal::kPooledElements) {
-                Release(header->begin);
             }
         } else {
             auto visitNode = [&visit](StructureNode& node) { visit(node.value); };
@@ -226,6 +221,18 @@ struct CopyMemo {
     }
 };
 
+void AdoptElements(BindingValue& collection, BindingValue* elements, std::size_t count) {
+    if (count == 0) {
+        return;
+    }
+    CollectionHeader* header = BindingValueAccess::Collection(collection);
+    header->begin = AllocateElements(*collection.Context(), count);
+    std::memcpy(static_cast<void*>(header->begin), static_cast<const void*>(elements),
+                count * sizeof(BindingValue));
+    header->end = header->begin + count;
+    header->capacity = header->end;
+}
+
 }  // namespace Internal
 
 const BindingEnumValue& BindingEnumValue::Default() {
@@ -270,17 +277,22 @@ BindingValue& BindingValue::operator=(BindingValue&& other) noexcept {
         std::swap(context_, other.context_);
         std::swap(kind_, other.kind_);
         other.Reset();
+    } else if (!other.ownsContext_ && other.context_ != nullptr && other.context_ == context_) {
+        // Taken before the old content goes: `other` may lie inside it.
+        const Payload payload = other.payload_;
+        const BindingValueKind kind = other.kind_;
+        other.payload_.raw = 0;
+        other.kind_ = BindingValueKind::Empty;
+        Reset();
+        payload_ = payload;
+        kind_ = kind;
     } else {
         AssignCopy(other, &other);
     }
     return *this;
 }
 
-BindingValue::~BindingValue() {
-    if (!ownsContext_ || context_ == nullptr) {
-        Reset();
-        return;
-    }
+void BindingValue::DestroyOwnContext() {
     // The context goes too, and takes all its strings and pooled records with it at once: only
     // what the records own on the heap needs a walk.
     if (kind_ > BindingValueKind::String && context_->HasHeapParts()) {
@@ -297,34 +309,22 @@ BindingContext& BindingValue::EnsureContext() {
     return *context_;
 }
 
-void BindingValue::Reset() {
-    if (kind_ <= BindingValueKind::Float) {
-        payload_.raw = 0;
-        kind_ = BindingValueKind::Empty;
+void BindingValue::ReleasePayload() {
+    if (kind_ == BindingValueKind::String) {
+        // A root that only ever held empty texts has no context.
+        if (!payload_.string->IsSharedEmpty()) {
+            context_->ReleaseString(payload_.string);
+        }
         return;
     }
-    switch (kind_) {
-        case BindingValueKind::Empty:
-        case BindingValueKind::Bool:
-        case BindingValueKind::Signed:
-        case BindingValueKind::Unsigned:
-        case BindingValueKind::Float:
-            break;
-        case BindingValueKind::String:
-            // A root that only ever held empty texts has no context.
-            if (!payload_.string->IsSharedEmpty()) {
-                context_->ReleaseString(payload_.string);
-            }
-            break;
-        default: {
-            Internal::ReleaseStack pending;
-            ReleaseShallow(context_, *this, pending);
-            ReleaseContainers(context_, pending);
-            break;
-        }
-    }
-    payload_.raw = 0;
-    kind_ = BindingValueKind::Empty;
+    ReleaseRecords();
+}
+
+// Kept apart so that releasing a string needs no room for the stack of pending containers.
+[[gnu::noinline]] void BindingValue::ReleaseRecords() {
+    Internal::ReleaseStack pending;
+    ReleaseShallow(context_, *this, pending);
+    ReleaseContainers(context_, pending);
 }
 
 void BindingValue::StealPayload(BindingValue& other) {
@@ -414,6 +414,9 @@ void BindingValue::CopyFrom(const BindingValue& source, std::size_t depth,
             }
             StructureData* data = BindingValueAccess::Structure(*this);
             data->root = CloneNodes(BindingValueAccess::Structure(source)->root, depth + 1, memo);
+            for (StructureNode* node = data->root; node != nullptr; node = node->right) {
+                data->last = node;
+            }
             data->count = BindingValueAccess::Structure(source)->count;
             return;
         }
@@ -437,39 +440,6 @@ Internal::StructureNode* BindingValue::CloneNodes(const Internal::StructureNode*
     clone->value.CopyFrom(node->value, depth, memo);
     clone->right = CloneNodes(node->right, depth, memo);
     return clone;
-}
-
-void BindingValue::SetBool(bool value) {
-    if (kind_ > BindingValueKind::Float) {
-        Reset();
-    }
-    payload_.raw = 0;
-    payload_.boolean = value;
-    kind_ = BindingValueKind::Bool;
-}
-
-void BindingValue::SetSigned(std::int64_t value) {
-    if (kind_ > BindingValueKind::Float) {
-        Reset();
-    }
-    payload_.signedValue = value;
-    kind_ = BindingValueKind::Signed;
-}
-
-void BindingValue::SetUnsigned(std::uint64_t value) {
-    if (kind_ > BindingValueKind::Float) {
-        Reset();
-    }
-    payload_.unsignedValue = value;
-    kind_ = BindingValueKind::Unsigned;
-}
-
-void BindingValue::SetFloat(double value) {
-    if (kind_ > BindingValueKind::Float) {
-        Reset();
-    }
-    payload_.floatValue = value;
-    kind_ = BindingValueKind::Float;
 }
 
 void BindingValue::SetString(const char* text) {
@@ -528,8 +498,8 @@ void BindingValue::MakeStructure() {
     }
     BindingContext& context = EnsureContext();
     Reset();
-    payload_.record =
-        new (context.AllocateRecord(sizeof(StructureData))) StructureData{&context, nullptr, 0, 0};
+    payload_.record = new (context.AllocateRecord(sizeof(StructureData)))
+        StructureData{&context, nullptr, nullptr, 0, 0};
     kind_ = BindingValueKind::Structure;
 }
 
@@ -550,8 +520,8 @@ bool BindingValue::Reserve(std::size_t count) {
     // Values hold no pointer into themselves, so their bytes can move with the array.
     BindingValue* begin;
     if (capacity > Internal::kPooledElements) {
-        begin = static_cast<BindingValue*>(
-            Reallocate(static_cast<void*>(header->begin), count * sizeof(BindingValue)));
+        begin = static_cast<BindingValue*>(context_->ReallocateHeapArray(
+            static_cast<void*>(header->begin), count * sizeof(BindingValue)));
     } else {
         begin = AllocateElements(*context_, count);
         if (size != 0) {

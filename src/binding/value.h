@@ -64,20 +64,50 @@ public:
     BindingValue(BindingValue&& other) noexcept;
     // A deep copy into this value's context; the earlier content is released.
     BindingValue& operator=(const BindingValue& other);
-    // Between two roots the contents are swapped and `other` is then cleared; anything else is a
-    // deep copy followed by clearing `other`. Moving a value into one of its own descendants is
-    // not supported.
+    // Between two roots the contents are swapped and `other` is then cleared. A child of this
+    // value's context hands its payload over as it is. Anything else is a deep copy followed by
+    // clearing `other`. Moving a value into one of its own descendants is not supported.
     BindingValue& operator=(BindingValue&& other) noexcept;
-    ~BindingValue();
+    ~BindingValue() {
+        if (!ownsContext_ || context_ == nullptr) {
+            Reset();
+        } else {
+            DestroyOwnContext();
+        }
+    }
 
     // Releases the payload; the kind becomes empty and the context stays.
-    void Reset();
+    void Reset() {
+        if (kind_ > BindingValueKind::Float) {
+            ReleasePayload();
+        }
+        payload_.raw = 0;
+        kind_ = BindingValueKind::Empty;
+    }
 
-    void SetBool(bool value);
-    void SetSigned(std::int64_t value);
-    void SetUnsigned(std::uint64_t value);
+    // Inline: the codecs set numbers by the thousand, and most targets are empty already.
+    void SetBool(bool value) {
+        ClearForScalar();
+        payload_.raw = 0;
+        payload_.boolean = value;
+        kind_ = BindingValueKind::Bool;
+    }
+    void SetSigned(std::int64_t value) {
+        ClearForScalar();
+        payload_.signedValue = value;
+        kind_ = BindingValueKind::Signed;
+    }
+    void SetUnsigned(std::uint64_t value) {
+        ClearForScalar();
+        payload_.unsignedValue = value;
+        kind_ = BindingValueKind::Unsigned;
+    }
     // A 32-bit float is widened by the call.
-    void SetFloat(double value);
+    void SetFloat(double value) {
+        ClearForScalar();
+        payload_.floatValue = value;
+        kind_ = BindingValueKind::Float;
+    }
     // A null or empty text is the shared empty string.
     void SetString(const char* text);
     void SetString(std::string_view text);
@@ -176,6 +206,18 @@ private:
         void* record;
     };
 
+    // Only a payload that owns records needs releasing before a scalar overwrites it.
+    void ClearForScalar() {
+        if (kind_ > BindingValueKind::Float) {
+            Reset();
+        }
+    }
+    // The release of a payload that owns a string or records; leaves payload and kind as they
+    // were.
+    void ReleasePayload();
+    void ReleaseRecords();
+    // The destruction of a root with a context: the whole tree goes with it.
+    void DestroyOwnContext();
     BindingContext& EnsureContext();
     // A deep copy of `source`; `clearAfterCopy`, when given, is cleared after the copy is made and
     // before the old content is released.

@@ -78,6 +78,28 @@ void SlabContext::ReleaseAll() {
     }
 }
 
+void SlabContext::Clear() {
+    if (table_ == nullptr) {
+        return;
+    }
+    for (SizeClass& sizeClass : classes_) {
+        if (sizeClass.pagesHeld == 0) {
+            continue;
+        }
+        for (Slab* list : {sizeClass.head, sizeClass.full}) {
+            while (list != nullptr) {
+                Slab* next = list->next;
+                if (list != sizeClass.InlineSlab()) {
+                    pool_->ReleasePage(list);
+                }
+                list = next;
+            }
+        }
+    }
+    std::vector<SizeClass>().swap(classes_);
+    table_ = nullptr;
+}
+
 void SlabContext::BuildTable() {
     std::vector<SizeClass> table(kSizeClassCount);
     for (std::size_t k = 0; k < kSizeClassCount; ++k) {

@@ -97,6 +97,8 @@ public:
     // slabs are cut afresh. For an owner that drops all its records together, which spares the
     // release of each one.
     void ReleaseAll();
+    // Like ReleaseAll, but the table goes as well: the context is as if new.
+    void Clear();
 
 private:
     friend SizeClass& SizeClassFor(SlabContext& context, std::size_t size);

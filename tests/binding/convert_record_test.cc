@@ -7,7 +7,9 @@
 #include <string>
 #include <vector>
 
+#include "binding/context.h"
 #include "binding/convert.h"
+#include "binding/json.h"
 #include "binding/record_builder.h"
 #include "binding/registry.h"
 
@@ -347,6 +349,23 @@ TEST_F(ConvertRecordTest, ObjectFieldsCopyTheInputEvenFromInsideThemselves) {
     BindingFieldCodec<BindingValue>::Assign(result, native.extra, native.extra, "extra", nullptr,
                                             &registry, 0);
     EXPECT_EQ(native.extra.GetField("deep").GetString(), "kept");
+}
+
+// Field and element temporaries are built inside the tree's own context; whatever they held
+// and did not hand over must go back to it.
+TEST_F(ConvertRecordTest, ARecordBecomesOneTreeWithNothingLeftOver) {
+    BindingResult value = ToValue(FullBody());
+    ASSERT_TRUE(value.Ok()) << value.ErrorText();
+    BindingContext* context = value.Context();
+    EXPECT_EQ(value.GetField("team").GetAt(1).Context(), context);
+    EXPECT_EQ(value.GetField("counts").GetField("y").GetUnsigned(), 2u);
+    EXPECT_EQ(value.GetField("tags").GetAt(0).GetString(), "a");
+
+    const BindingValue copy(value);
+    EXPECT_EQ(context->StringCount(), copy.Context()->StringCount());
+    EXPECT_EQ(context->OutstandingRecords(), copy.Context()->OutstandingRecords());
+    EXPECT_EQ(context->HeapArrayCount(), copy.Context()->HeapArrayCount());
+    EXPECT_EQ(WriteJson(value, nullptr, nullptr), WriteJson(copy, nullptr, nullptr));
 }
 
 TEST_F(ConvertRecordTest, AFailedVectorOrOptionalLeavesNoPartialState) {

@@ -1,8 +1,13 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
+#include <cstdio>
 #include <string>
 
+#include "binding/binding_string.h"
+#include "binding/context.h"
+#include "binding/internal/records.h"
+#include "binding/internal/structure_tree.h"
 #include "binding/json.h"
 
 namespace Tavix::Client {
@@ -80,6 +85,122 @@ TEST(JsonParseTest, BuildsContainersStringsAndNulls) {
     EXPECT_EQ(result.GetField("z").Kind(), BindingValueKind::Collection);
     EXPECT_EQ(Parse(R"("ab\u0000cd")").GetString(), "ab");
     EXPECT_EQ(Parse(R"({"k\u0000ey":1})").GetField("k").GetUnsigned(), 1u);
+}
+
+// Array elements gather apart from their collection until the array closes, and the gathering
+// outgrows its first buffer; nested containers inside must land where they belong.
+TEST(JsonParseTest, LongAndNestedArraysKeepEveryElementInPlace) {
+    std::string text = "[";
+    for (int i = 0; i < 300; ++i) {
+        text += i == 0 ? "" : ",";
+        if (i % 3 == 0) {
+            text += "[" + std::to_string(i) + ",[" + std::to_string(i + 1) + "],{\"k\":[" +
+                    std::to_string(i + 2) + "]}]";
+        } else if (i % 3 == 1) {
+            text += "{\"s\":\"v" + std::to_string(i) + "\",\"l\":[1,2,3,4,5,6,7,8,9]}";
+        } else {
+            text += std::to_string(i);
+        }
+    }
+    text += "]";
+    BindingResult result = Parse(text);
+    ASSERT_TRUE(result.Ok()) << result.ErrorText();
+    ASSERT_EQ(result.Size(), 300u);
+    for (std::size_t i = 0; i < 300; ++i) {
+        const BindingValue& element = result.GetAt(i);
+        if (i % 3 == 0) {
+            ASSERT_EQ(element.Size(), 3u) << i;
+            EXPECT_EQ(element.GetAt(0).GetUnsigned(), i);
+            EXPECT_EQ(element.GetAt(1).GetAt(0).GetUnsigned(), i + 1);
+            EXPECT_EQ(element.GetAt(2).GetField("k").GetAt(0).GetUnsigned(), i + 2);
+        } else if (i % 3 == 1) {
+            EXPECT_EQ(element.GetField("s").GetString(), "v" + std::to_string(i));
+            ASSERT_EQ(element.GetField("l").Size(), 9u) << i;
+            EXPECT_EQ(element.GetField("l").GetAt(8).GetUnsigned(), 9u);
+        } else {
+            EXPECT_EQ(element.GetUnsigned(), i);
+        }
+    }
+    EXPECT_EQ(WriteJson(Parse("[[],[[]],{},[{}]]"), nullptr, nullptr), "[[],[[]],{},[{}]]");
+}
+
+TEST(JsonParseTest, FailureInsideOpenArraysDropsTheGatheredElements) {
+    std::string text = "[";
+    for (int i = 0; i < 100; ++i) {
+        text += "[\"s" + std::to_string(i) + "\",{\"a\":[1,2,3,4,5]},";
+    }
+    text += "x";
+    BindingResult result = Parse(text);
+    EXPECT_FALSE(result.Ok());
+    EXPECT_EQ(result.Size(), 1u);
+}
+
+// Names met again are found by their text alone; names that only share their length and some
+// bytes, and names cut at a NUL, must still be told apart.
+TEST(JsonParseTest, RecurringNamesReachTheirOwnFields) {
+    BindingResult result = Parse(
+        R"([{"axmya":1,"aymxa":2,"b\u0000c":3,"b":4},{"aymxa":5,"axmya":6,"b":7,"b\u0000d":8}])");
+    ASSERT_TRUE(result.Ok()) << result.ErrorText();
+    const BindingValue& first = result.GetAt(0);
+    EXPECT_EQ(first.Size(), 3u);
+    EXPECT_EQ(first.GetField("axmya").GetUnsigned(), 1u);
+    EXPECT_EQ(first.GetField("aymxa").GetUnsigned(), 2u);
+    EXPECT_EQ(first.GetField("b").GetUnsigned(), 4u);
+    const BindingValue& second = result.GetAt(1);
+    EXPECT_EQ(second.Size(), 3u);
+    EXPECT_EQ(second.GetField("aymxa").GetUnsigned(), 5u);
+    EXPECT_EQ(second.GetField("axmya").GetUnsigned(), 6u);
+    EXPECT_EQ(second.GetField("b").GetUnsigned(), 8u);
+    EXPECT_EQ(result.Context()->StringCount(), 3u);
+}
+
+// Fields are gathered and linked into their tree when the object closes, whatever order and
+// repeats the names come in.
+TEST(JsonParseTest, ObjectsOfAnySizeAndOrderBecomeBalancedStructures) {
+    for (const std::size_t count : {1u, 2u, 3u, 7u, 8u, 64u, 65u, 300u}) {
+        std::string ascending = "{";
+        std::string descending = "{";
+        for (std::size_t i = 0; i < count; ++i) {
+            char name[32];
+            std::snprintf(name, sizeof name, "f%04zu", i);
+            ascending += std::string(i == 0 ? "" : ",") + "\"" + name + "\":" + std::to_string(i);
+            std::snprintf(name, sizeof name, "f%04zu", count - 1 - i);
+            descending += std::string(i == 0 ? "" : ",") + "\"" + name + "\":[" +
+                          std::to_string(count - 1 - i) + "]";
+        }
+        BindingResult up = Parse(ascending + "}");
+        BindingResult down = Parse(descending + "}");
+        ASSERT_TRUE(up.Ok() && down.Ok()) << count;
+        EXPECT_EQ(up.Size(), count);
+        EXPECT_EQ(down.Size(), count);
+        EXPECT_GT(Internal::CheckTree(BindingValueAccess::Structure(up)->root), 0) << count;
+        EXPECT_GT(Internal::CheckTree(BindingValueAccess::Structure(down)->root), 0) << count;
+        std::size_t expected = 0;
+        bool inOrder = true;
+        down.ForEachField([&](const BindingString&, const BindingValue& value) {
+            inOrder = inOrder && value.GetAt(0).GetUnsigned() == expected++;
+        });
+        EXPECT_TRUE(inOrder) << count;
+        // A field added later still finds its place.
+        up.Field("f0000x").SetBool(true);
+        up.Field("g").SetBool(true);
+        EXPECT_EQ(up.Size(), count + 2);
+        EXPECT_GT(Internal::CheckTree(BindingValueAccess::Structure(up)->root), 0) << count;
+    }
+
+    // A repeated name keeps its last value.
+    BindingResult repeated = Parse(R"({"b":1,"a":{"yy":[2]},"b":2,"a":3,"yy":5,"b":{"q":6}})");
+    ASSERT_TRUE(repeated.Ok()) << repeated.ErrorText();
+    EXPECT_EQ(WriteJson(repeated, nullptr, nullptr), R"({"a":3,"b":{"q":6},"yy":5})");
+    EXPECT_EQ(repeated.Context()->StringCount(), 4u);
+
+    // The value dropped for a repeat held the only use of "zz", which comes again right after.
+    BindingResult reused = Parse(R"({"o":{"a":{"zz":1},"a":2},"zz":{"zz":4},"p":"xy"})");
+    ASSERT_TRUE(reused.Ok()) << reused.ErrorText();
+    EXPECT_EQ(WriteJson(reused, nullptr, nullptr), R"({"o":{"a":2},"p":"xy","zz":{"zz":4}})");
+    reused.ForEachField([](const BindingString& name, const BindingValue&) {
+        EXPECT_EQ(name.References(), name.View() == "zz" ? 2u : 1u) << name.View();
+    });
 }
 
 TEST(JsonParseTest, ErrorsNameTheReasonAndTheOffset) {

@@ -133,5 +133,81 @@ TEST(ValueMemory, ResetGivesBackEveryRecord) {
     EXPECT_EQ(context->StringCount(), 0u);
 }
 
+TEST(ValueMemory, LargeElementArraysAreTrackedByTheirContext) {
+    const std::uint64_t before = LiveBytes();
+    {
+        BindingValue root;
+        BindingValue& first = root.Field("first");
+        BindingValue& second = root.Field("second");
+        BindingValue& third = root.Field("third");
+        // Interleaved growth moves each array while its neighbours in the list stay.
+        for (std::size_t i = 0; i < 200; ++i) {
+            first.Append().SetUnsigned(i);
+            second.Append().SetString("s" + std::to_string(i % 10));
+            third.Append().At(4).SetUnsigned(i);
+        }
+        BindingContext* context = root.Context();
+        // The three arrays and the 200 inner ones of more than three elements.
+        EXPECT_EQ(context->HeapArrayCount(), 3u + 200u);
+        second.Reset();
+        EXPECT_EQ(context->HeapArrayCount(), 2u + 200u);
+        third.Reset();
+        EXPECT_EQ(context->HeapArrayCount(), 1u);
+        EXPECT_EQ(first.GetAt(199).GetUnsigned(), 199u);
+        second.At(2).SetUnsigned(2);
+        EXPECT_EQ(context->HeapArrayCount(), 1u);
+        second.At(20).SetUnsigned(20);
+        EXPECT_EQ(context->HeapArrayCount(), 2u);
+    }
+    EXPECT_EQ(LiveBytes(), before);
+}
+
+// Long texts are cut from pages of their own; a page goes once its last text has, and texts
+// beyond a kilobyte come from the heap.
+TEST(ValueMemory, LongTextsShareTextPagesThatGoWithTheirLastText) {
+    const std::uint64_t before = LiveBytes();
+    const std::size_t pagesBefore = SlabPool::Instance().GetStatistics().pagesInUse;
+    {
+        BindingValue root;
+        for (std::size_t i = 0; i < 200; ++i) {
+            root.At(i).SetString(std::string(60 + i % 300, static_cast<char>('a' + i % 26)) +
+                                 std::to_string(i));
+        }
+        root.At(200).SetString(std::string(5000, 'x'));
+        BindingContext* context = root.Context();
+        const std::size_t pages = context->TextPagesHeld();
+        EXPECT_GT(pages, 5u);
+        for (std::size_t i = 0; i < 200; ++i) {
+            EXPECT_EQ(
+                root.GetAt(i).GetString(),
+                std::string(60 + i % 300, static_cast<char>('a' + i % 26)) + std::to_string(i))
+                << i;
+        }
+        EXPECT_EQ(root.GetAt(200).Size(), 5000u);
+
+        // Every other text goes: the pages stay, as each still holds a text.
+        for (std::size_t i = 0; i < 200; i += 2) {
+            root.At(i).Reset();
+        }
+        EXPECT_EQ(context->TextPagesHeld(), pages);
+        for (std::size_t i = 1; i < 200; i += 2) {
+            root.At(i).Reset();
+        }
+        // The page being cut from stays for the next text.
+        EXPECT_EQ(context->TextPagesHeld(), 1u);
+
+        // Texts made and dropped over and over reuse that page.
+        for (int round = 0; round < 1000; ++round) {
+            root.At(0).SetString(std::string(900, static_cast<char>('a' + round % 26)));
+            root.At(0).Reset();
+        }
+        EXPECT_EQ(context->TextPagesHeld(), 1u);
+        root.At(1).SetString(std::string(700, 'q'));
+        EXPECT_EQ(root.GetAt(1).GetString(), std::string(700, 'q'));
+    }
+    EXPECT_EQ(LiveBytes(), before);
+    EXPECT_EQ(SlabPool::Instance().GetStatistics().pagesInUse, pagesBefore);
+}
+
 }  // namespace
 }  // namespace Tavix::Client

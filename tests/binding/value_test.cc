@@ -448,6 +448,57 @@ TEST(BindingValueMove, IntoAChildCopiesIntoTheParentsContext) {
     EXPECT_EQ(Trace(tree), part);
 }
 
+// A child of the same context hands its records over as they are: nothing is copied, nothing
+// is interned again.
+TEST(BindingValueMove, WithinOneContextHandsTheRecordsOver) {
+    BindingValue root;
+    BindingValue& source = root.Field("a");
+    source.Field("name").SetString("text");
+    source.Field("list").At(5).SetString("text");
+    BindingContext* context = root.Context();
+    const std::size_t records = context->OutstandingRecords();
+    const BindingString* text = &source.GetField("name").GetBindingString();
+    EXPECT_EQ(text->References(), 2u);
+
+    root.Field("b") = std::move(root.Field("a"));
+    EXPECT_TRUE(root.GetField("a").IsEmpty());
+    EXPECT_EQ(&root.GetField("b").GetField("name").GetBindingString(), text);
+    EXPECT_EQ(text->References(), 2u);
+    // A node and a name more, for "b"; the moved tree's records stay where they were.
+    EXPECT_EQ(context->OutstandingRecords(), records + 2);
+
+    // A child moved into a field of its own subtree replaces that subtree.
+    BindingValue& holder = root.Field("b");
+    holder = std::move(holder.Field("list"));
+    EXPECT_EQ(root.GetField("b").Size(), 6u);
+    EXPECT_EQ(root.GetField("b").GetAt(5).GetString(), "text");
+    EXPECT_EQ(text->References(), 1u);
+}
+
+TEST(BindingStructure, FieldsPastTheGreatestNameAfterACopyKeepTheOrder) {
+    BindingValue original;
+    std::vector<std::string> names;
+    for (int i = 0; i < 100; ++i) {
+        names.push_back("m" + std::to_string(100 + i));
+        original.Field(names.back()).SetSigned(i);
+    }
+    BindingValue copy(original);
+    for (int i = 0; i < 50; ++i) {
+        names.push_back("z" + std::to_string(100 + i));
+        copy.Field(names.back());
+        names.push_back("a" + std::to_string(100 + i));
+        copy.Field(names.back());
+    }
+    // The greatest name so far is found, not added again.
+    copy.Field("z149").SetSigned(-1);
+    std::sort(names.begin(), names.end());
+    EXPECT_EQ(FieldNames(copy), names);
+    EXPECT_EQ(copy.Size(), 200u);
+    EXPECT_EQ(copy.GetField("z149").GetSigned(), -1);
+    EXPECT_GT(Internal::CheckTree(BindingValueAccess::Structure(copy)->root), 0);
+    EXPECT_EQ(original.Size(), 100u);
+}
+
 // Builds a chain `levels` deep without recursion.
 void BuildChain(BindingValue& root, std::size_t levels) {
     BindingValue* current = &root;

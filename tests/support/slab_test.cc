@@ -264,6 +264,67 @@ TEST_F(SlabTest, MovedContextKeepsItsSlots) {
     Release(moved, 12, slot);
 }
 
+TEST_F(SlabTest, SlotsOfAPageComeInOrderAfterReleasedOnes) {
+    const std::size_t perPage = kSlabPageSize / 12 - FirstUsableIndex(12);
+    const std::size_t inlineSlots = kInlineBlockSize / 12 - FirstUsableIndex(12);
+    // Garbage left in a recycled page must not be read as a chain.
+    void* dirty = pool.AcquirePage();
+    std::memset(dirty, 0xFF, kSlabPageSize);
+    pool.ReleasePage(dirty);
+
+    std::vector<std::byte*> slots;
+    for (std::size_t i = 0; i < inlineSlots + perPage; ++i) {
+        slots.push_back(static_cast<std::byte*>(Allocate(context, 12)));
+        std::memset(slots.back(), 0xEE, 12);
+    }
+    std::byte* page = slots[inlineSlots];
+    EXPECT_EQ(Address(page) % kSlabPageSize, FirstUsableIndex(12) * 12);
+    for (std::size_t i = 0; i < perPage; ++i) {
+        EXPECT_EQ(slots[inlineSlots + i], page + i * 12);
+    }
+    EXPECT_EQ(std::set<std::byte*>(slots.begin(), slots.end()).size(), slots.size());
+    EXPECT_EQ(context.PagesHeld(), 1u);
+
+    // Released slots go out again, newest first, before the next page is started.
+    Release(context, 12, slots[inlineSlots + 7]);
+    Release(context, 12, slots[inlineSlots + 3]);
+    EXPECT_EQ(Allocate(context, 12), slots[inlineSlots + 3]);
+    EXPECT_EQ(Allocate(context, 12), slots[inlineSlots + 7]);
+    EXPECT_EQ(context.PagesHeld(), 1u);
+    auto* second = static_cast<std::byte*>(Allocate(context, 12));
+    EXPECT_EQ(context.PagesHeld(), 2u);
+
+    // A slot released while the page is only partly used comes back before the rest.
+    Release(context, 12, second);
+    auto* again = static_cast<std::byte*>(Allocate(context, 12));
+    EXPECT_EQ(again, second);
+    auto* next = static_cast<std::byte*>(Allocate(context, 12));
+    EXPECT_EQ(next, second + 12);
+    Release(context, 12, next);
+    Release(context, 12, again);
+    for (std::byte* slot : slots) {
+        Release(context, 12, slot);
+    }
+    EXPECT_EQ(context.PagesHeld(), 0u);
+    EXPECT_EQ(Stats().pagesInUse, 0u);
+}
+
+TEST_F(SlabTest, ClearHandsBackEveryPageAndTheTable) {
+    for (int i = 0; i < 300; ++i) {
+        Allocate(context, 24);
+        Allocate(context, 72);
+    }
+    EXPECT_GT(context.PagesHeld(), 2u);
+    context.Clear();
+    EXPECT_FALSE(context.HasTable());
+    EXPECT_EQ(Stats().pagesInUse, 0u);
+    // The context is as new: the next slot is the first of the inline block again.
+    EXPECT_EQ(Allocate(context, 24), InlineStart(context, 24) + FirstUsableIndex(24) * 24);
+    context.Clear();
+    context.Clear();
+    EXPECT_FALSE(context.HasTable());
+}
+
 TEST(SlabPoolTest, PagesAreAlignedAndComeFromTheLowestAddressUp) {
     SlabPool pool;
     std::vector<void*> pages;

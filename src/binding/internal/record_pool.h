@@ -26,9 +26,17 @@ public:
         bytesInUse_ = 0;
         slabs_.ReleaseAll();
     }
+    // The same for an owner that goes away: the slab table goes too, rather than being cut
+    // afresh for nobody.
+    void Clear() {
+        outstanding_ = 0;
+        bytesInUse_ = 0;
+        slabs_.Clear();
+    }
     std::size_t Outstanding() const { return outstanding_; }
     std::size_t BytesInUse() const { return bytesInUse_; }
     std::size_t PagesHeld() const { return slabs_.PagesHeld(); }
+    SlabPool& Pool() const { return slabs_.Pool(); }
 
 private:
     // Slots come in steps of four bytes.

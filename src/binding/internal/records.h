@@ -53,14 +53,22 @@ struct StructureNode {
 struct StructureData {
     BindingContext* context;
     StructureNode* root;
+    // The node of the greatest name, or null when there is none. Writers that add fields in
+    // name order, as the JSON this system writes has them, append past it without a search.
+    StructureNode* last;
     std::uint32_t count;
     std::uint32_t reserved;
 };
 
+// Hands `count` values, whose bytes lie at `elements`, to `collection`, an empty collection, in
+// an array of exactly that size. The values move bytewise and `elements` is then raw memory. For
+// builders that gather the elements of a collection before they know their number.
+void AdoptElements(BindingValue& collection, BindingValue* elements, std::size_t count);
+
 static_assert(sizeof(BlobHeader) <= 24);
 static_assert(sizeof(CollectionHeader) == 24);
 static_assert(sizeof(StructureNode) == 48);
-static_assert(sizeof(StructureData) == 24);
+static_assert(sizeof(StructureData) == 32);
 static_assert(sizeof(BindingEnumValue) == 16);
 
 }  // namespace Internal

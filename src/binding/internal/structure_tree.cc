@@ -82,12 +82,30 @@ StructureNode* FindNode(const StructureData& data, std::string_view name) {
     return nullptr;
 }
 
-StructureNode* FindOrInsertNode(StructureData& data, std::string_view name,
-                                const HashedName* hashed) {
+namespace {
+
+StructureNode* FindOrInsert(StructureData& data, std::string_view name, const HashedName* hashed,
+                            BindingString* interned) {
     StructureNode* path[kMaxHeight];
     bool wentRight[kMaxHeight];
     std::size_t depth = 0;
     StructureNode* node = data.root;
+    bool greatest = data.last == nullptr;
+    if (!greatest) {
+        const int order = CompareNames(name, data.last->name->View());
+        if (order == 0) {
+            return data.last;
+        }
+        greatest = order > 0;
+    }
+    if (greatest) {
+        // Past every name: the way down is the right spine.
+        for (; node != nullptr; node = node->right) {
+            path[depth] = node;
+            wentRight[depth] = true;
+            ++depth;
+        }
+    }
     while (node != nullptr) {
         const int order = CompareNames(name, node->name->View());
         if (order == 0) {
@@ -103,9 +121,17 @@ StructureNode* FindOrInsertNode(StructureData& data, std::string_view name,
     auto* created = static_cast<StructureNode*>(context.AllocateRecord(sizeof(StructureNode)));
     created->leftAndColour = 1;  // red, no left child
     created->right = nullptr;
-    created->name = context.Intern(hashed != nullptr ? *hashed : HashedName(name));
+    if (interned != nullptr) {
+        BindingContext::Retain(interned);
+        created->name = interned;
+    } else {
+        created->name = context.Intern(hashed != nullptr ? *hashed : HashedName(name));
+    }
     new (&created->value) BindingValue(&context);
     ++data.count;
+    if (greatest) {
+        data.last = created;
+    }
     if (depth == 0) {
         created->SetRed(false);
         data.root = created;
@@ -141,6 +167,50 @@ StructureNode* FindOrInsertNode(StructureData& data, std::string_view name,
     }
     data.root->SetRed(false);
     return created;
+}
+
+}  // namespace
+
+StructureNode* FindOrInsertNode(StructureData& data, std::string_view name,
+                                const HashedName* hashed) {
+    return FindOrInsert(data, name, hashed, nullptr);
+}
+
+StructureNode* FindOrInsertNode(StructureData& data, BindingString& name) {
+    return FindOrInsert(data, name.View(), nullptr, &name);
+}
+
+namespace {
+
+StructureNode* LinkHalves(StructureNode* const* nodes, std::size_t count, std::size_t depth,
+                          std::size_t redDepth) {
+    if (count == 0) {
+        return nullptr;
+    }
+    const std::size_t middle = count / 2;
+    StructureNode* node = nodes[middle];
+    node->leftAndColour = depth == redDepth ? 1 : 0;
+    node->SetLeft(LinkHalves(nodes, middle, depth + 1, redDepth));
+    node->right = LinkHalves(nodes + middle + 1, count - middle - 1, depth + 1, redDepth);
+    return node;
+}
+
+}  // namespace
+
+void BuildFromAscending(StructureData& data, StructureNode* const* nodes, std::size_t count) {
+    if (count == 0) {
+        return;
+    }
+    // Halving puts the last level at depth floor(log2(count)); it is full, and all black, only
+    // when count + 1 is a power of two.
+    std::size_t deepest = 0;
+    while ((std::size_t{2} << deepest) <= count) {
+        ++deepest;
+    }
+    const bool full = ((count + 1) & count) == 0;
+    data.root = LinkHalves(nodes, count, 0, full ? ~std::size_t{0} : deepest);
+    data.last = nodes[count - 1];
+    data.count = static_cast<std::uint32_t>(count);
 }
 
 int CheckTree(const StructureNode* node) {

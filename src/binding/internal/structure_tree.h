@@ -19,6 +19,15 @@ StructureNode* FindNode(const StructureData& data, std::string_view name);
 // for interning only when the node is new, unless `hashed` already carries the hash.
 StructureNode* FindOrInsertNode(StructureData& data, std::string_view name,
                                 const HashedName* hashed);
+// The same for a name already interned in the structure's context: a new node takes one more
+// reference to `name` and neither hashes nor searches the string table.
+StructureNode* FindOrInsertNode(StructureData& data, BindingString& name);
+
+// Links `count` nodes, whose names ascend strictly, into a balanced tree and makes it the tree
+// of `data`, which must have none yet. Each node needs its name and value only. Built by halving,
+// every path ends at one of two depths; the nodes of the deeper level, when it is not full, are
+// the red ones.
+void BuildFromAscending(StructureData& data, StructureNode* const* nodes, std::size_t count);
 
 // In-order walk; the recursion follows the tree's height, at most about twice log2 of the count.
 template <typename Fn>
