@@ -4,7 +4,7 @@
 #include <span>
 
 #include "binding/binding_string.h"
-#include "binding/internal/host_value_release.h"
+#include "frame/host_boundary.h"
 #include "binding/registry.h"
 #include "binding/value_kind.h"
 #include "log/log.h"
@@ -233,7 +233,7 @@ private:
 }  // namespace
 
 bool ToHostValue(const BindingValue& value, HostValue& target, const BindingRegistry* registry) {
-    Internal::ReleaseOwnedHostValue(target);
+    ReleaseHostValue(target);
     HostWriter writer(registry);
     writer.Write(value, target, 0);
     return writer.complete();
