@@ -284,7 +284,7 @@ TEST(BindingStructure, StaysABalancedOrderedTreeUnderManyInsertions) {
     BindingValue ascending;
     BindingValue descending;
     for (int i = 0; i < 512; ++i) {
-        char name[8];
+        char name[16];
         std::snprintf(name, sizeof name, "%04d", i);
         ascending.Field(name);
         std::snprintf(name, sizeof name, "%04d", 1000 - i);
