@@ -4,9 +4,9 @@
 #include <span>
 
 #include "binding/binding_string.h"
-#include "frame/host_boundary.h"
 #include "binding/registry.h"
 #include "binding/value_kind.h"
+#include "frame/host_boundary.h"
 #include "log/log.h"
 #include "log/memory.h"
 #include "support/format.h"

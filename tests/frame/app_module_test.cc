@@ -23,10 +23,13 @@ TEST(PluginApiVersionTest, CompatibleWhenMajorMatchesAndMinorPatchAreNotBehind) 
         bool compatible;
     };
     const Case cases[] = {
-        {{18, 2, 1, {}, {}}, true},      {{18, 2, 0, {}, {}}, false},  // equal minor needs the
-                                                                       // patch
-        {{18, 3, 0, {}, {}}, true},  // a higher minor ignores the patch
-        {{18, 1, 9, {}, {}}, false},     {{19, 2, 1, {}, {}}, false}, {{17, 9, 9, {}, {}}, false},
+        {{18, 2, 1, {}, {}}, true},
+        {{18, 2, 0, {}, {}}, false},  // equal minor needs the
+                                      // patch
+        {{18, 3, 0, {}, {}}, true},   // a higher minor ignores the patch
+        {{18, 1, 9, {}, {}}, false},
+        {{19, 2, 1, {}, {}}, false},
+        {{17, 9, 9, {}, {}}, false},
         {{18, 2, 1, "beta", "7"}, true},  // pre-release and build play no part
     };
     for (const Case& c : cases) {
