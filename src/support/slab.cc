@@ -53,21 +53,27 @@ std::size_t SlabContext::PagesHeld() const {
     return total;
 }
 
+// Gives every page of the class, on its list with free slots and on its full list, back to the
+// pool; the inline block stays with the class.
+void SlabContext::ReturnPages(SizeClass& sizeClass) {
+    for (Slab* list : {sizeClass.head, sizeClass.full}) {
+        while (list != nullptr) {
+            Slab* next = list->next;
+            if (list != sizeClass.InlineSlab()) {
+                pool_->ReleasePage(list);
+            }
+            list = next;
+        }
+    }
+}
+
 void SlabContext::ReleaseAll() {
     if (table_ == nullptr) {
         return;
     }
     for (SizeClass& sizeClass : classes_) {
         if (sizeClass.pagesHeld != 0) {
-            for (Slab* list : {sizeClass.head, sizeClass.full}) {
-                while (list != nullptr) {
-                    Slab* next = list->next;
-                    if (list != sizeClass.InlineSlab()) {
-                        pool_->ReleasePage(list);
-                    }
-                    list = next;
-                }
-            }
+            ReturnPages(sizeClass);
             sizeClass.pagesHeld = 0;
         } else if (sizeClass.head == sizeClass.InlineSlab() && sizeClass.InlineSlab()->used == 0) {
             continue;
@@ -83,17 +89,8 @@ void SlabContext::Clear() {
         return;
     }
     for (SizeClass& sizeClass : classes_) {
-        if (sizeClass.pagesHeld == 0) {
-            continue;
-        }
-        for (Slab* list : {sizeClass.head, sizeClass.full}) {
-            while (list != nullptr) {
-                Slab* next = list->next;
-                if (list != sizeClass.InlineSlab()) {
-                    pool_->ReleasePage(list);
-                }
-                list = next;
-            }
+        if (sizeClass.pagesHeld != 0) {
+            ReturnPages(sizeClass);
         }
     }
     std::vector<SizeClass>().swap(classes_);
