@@ -253,18 +253,21 @@ std::uint64_t CountedLiveBytes() {
     return counters.bytesAllocated - counters.bytesFreed;
 }
 
-// What a tree uses, like rapidjson's Size(): heap bytes from the counters (the context, element
-// arrays, long texts, a grown string table) plus the slot bytes its pooled records occupy.
+// What a tree uses, like rapidjson's Size(): heap bytes from the counters (the context, very
+// large arrays and texts), the slot bytes its pooled records occupy, and the bytes of the pieces
+// cut from its bulk pages (element arrays, long texts, a grown string table).
 double OurUsedBytes(const BindingValue& tree, std::uint64_t countedBefore) {
-    return static_cast<double>(CountedLiveBytes() - countedBefore + tree.Context()->RecordBytes());
+    return static_cast<double>(CountedLiveBytes() - countedBefore + tree.Context()->RecordBytes() +
+                               tree.Context()->BulkBytes());
 }
 
 // What a tree holds, like rapidjson's Capacity(): the heap bytes, the context's slab table with
-// its inline blocks, and the whole pages its slabs took from the pool.
+// its inline blocks, and the whole pages its slabs and bulk pieces took from the pool.
 double OurHeldBytes(const BindingValue& tree, std::uint64_t countedBefore) {
+    const std::size_t pages = tree.Context()->PagesHeld() + tree.Context()->BulkPagesHeld();
     return static_cast<double>(CountedLiveBytes() - countedBefore +
                                Tavix::Client::kSizeClassCount * sizeof(Tavix::Client::SizeClass) +
-                               tree.Context()->PagesHeld() * Tavix::Client::kSlabPageSize);
+                               pages * Tavix::Client::kSlabPageSize);
 }
 
 void BuildResource_ours(benchmark::State& state) {

@@ -8,30 +8,38 @@
 #include "support/slab_pool.h"
 
 namespace Tavix::Client {
-namespace {
 
-constexpr std::uint32_t kInitialBuckets = 8;
-
-// Texts up to this size, NUL included, are cut from text pages; longer ones come from the heap.
-constexpr std::size_t kLargestPagedText = 1024;
-
-BindingString** AllocateBuckets(Internal::RecordPool& pool, std::uint32_t count) {
+// The first bucket array is a pooled record, grown ones are bulk pieces up to a kilobyte and
+// heap blocks beyond.
+BindingString** BindingContext::AllocateBuckets(std::uint32_t count) {
     const std::size_t bytes = count * sizeof(BindingString*);
-    void* memory = count == kInitialBuckets ? pool.Allocate(bytes) : Allocate(bytes);
+    void* memory;
+    if (count == kInitialBuckets) {
+        memory = pool_.Allocate(bytes);
+    } else if (bytes <= kLargestBulkPiece) {
+        memory = AllocateBulk(bytes);
+    } else {
+        memory = Allocate(bytes);
+    }
     std::memset(memory, 0, bytes);
     return static_cast<BindingString**>(memory);
 }
 
-void ReleaseBuckets(Internal::RecordPool& pool, BindingString** buckets, std::uint32_t count) {
+void BindingContext::ReleaseBuckets(BindingString** buckets, std::uint32_t count) {
+    const std::size_t bytes = count * sizeof(BindingString*);
     if (buckets == nullptr) {
         return;
     }
     if (count == kInitialBuckets) {
-        pool.Release(count * sizeof(BindingString*), buckets);
+        pool_.Release(bytes, buckets);
+    } else if (bytes <= kLargestBulkPiece) {
+        ReleaseBulk(buckets, bytes);
     } else {
         Release(buckets);
     }
 }
+
+namespace {
 
 std::uint64_t Load8(const char* bytes) {
     std::uint64_t word;
@@ -87,19 +95,19 @@ BindingContext::~BindingContext() {
         for (std::uint32_t i = 0; i < bucketCount_; ++i) {
             for (BindingString* entry = buckets_[i]; entry != nullptr; entry = entry->next_) {
                 if (!BindingString::IsInline(entry->size_) &&
-                    entry->size_ + 1 > kLargestPagedText) {
+                    entry->size_ + 1 > kLargestBulkPiece) {
                     Release(const_cast<char*>(entry->Text()));
                 }
             }
         }
     }
-    while (textPage_ != nullptr) {
-        TextPage* next = textPage_->next;
-        pool_.Pool().ReleasePage(textPage_);
-        textPage_ = next;
-    }
-    if (bucketCount_ != kInitialBuckets) {
+    if (bucketCount_ * sizeof(BindingString*) > kLargestBulkPiece) {
         Release(buckets_);
+    }
+    while (bulkPage_ != nullptr) {
+        BulkPage* next = bulkPage_->next;
+        pool_.Pool().ReleasePage(bulkPage_);
+        bulkPage_ = next;
     }
     while (heapArrays_ != nullptr) {
         HeapArrayLink* next = heapArrays_->next;
@@ -110,50 +118,86 @@ BindingContext::~BindingContext() {
     pool_.Clear();
 }
 
-char* BindingContext::AllocateText(std::size_t bytes) {
-    if (bytes > kLargestPagedText) {
-        return static_cast<char*>(Allocate(bytes));
-    }
+void* BindingContext::AllocateBulk(std::size_t bytes) {
     const std::size_t rounded = (bytes + 7) & ~std::size_t{7};
-    if (textPage_ == nullptr || textPage_->end + rounded > kSlabPageSize) {
-        auto* page = static_cast<TextPage*>(pool_.Pool().AcquirePage());
+    if (bulkPage_ == nullptr || bulkPage_->end + rounded > kSlabPageSize) {
+        auto* page = static_cast<BulkPage*>(pool_.Pool().AcquirePage());
         page->previous = nullptr;
-        page->next = textPage_;
+        page->next = bulkPage_;
         page->live = 0;
-        page->end = sizeof(TextPage);
-        if (textPage_ != nullptr) {
-            textPage_->previous = page;
+        page->end = sizeof(BulkPage);
+        if (bulkPage_ != nullptr) {
+            bulkPage_->previous = page;
         }
-        textPage_ = page;
-        ++textPages_;
+        bulkPage_ = page;
+        ++bulkPages_;
     }
-    char* text = reinterpret_cast<char*>(textPage_) + textPage_->end;
-    textPage_->end += static_cast<std::uint32_t>(rounded);
-    ++textPage_->live;
-    return text;
+    char* piece = reinterpret_cast<char*>(bulkPage_) + bulkPage_->end;
+    bulkPage_->end += static_cast<std::uint32_t>(rounded);
+    ++bulkPage_->live;
+    bulkBytes_ += rounded;
+    return piece;
 }
 
-void BindingContext::ReleaseText(char* text, std::size_t bytes) {
-    if (bytes > kLargestPagedText) {
-        Release(text);
-        return;
-    }
-    auto* page = reinterpret_cast<TextPage*>(reinterpret_cast<std::uintptr_t>(text) &
+void BindingContext::ReleaseBulk(void* piece, std::size_t bytes) {
+    const std::size_t rounded = (bytes + 7) & ~std::size_t{7};
+    bulkBytes_ -= rounded;
+    auto* page = reinterpret_cast<BulkPage*>(reinterpret_cast<std::uintptr_t>(piece) &
                                              ~std::uintptr_t{kSlabPageSize - 1});
+    if (page == bulkPage_ &&
+        reinterpret_cast<char*>(page) + page->end == static_cast<char*>(piece) + rounded) {
+        // The last piece cut: its bytes serve the next one.
+        page->end -= static_cast<std::uint32_t>(rounded);
+    }
     if (--page->live != 0) {
         return;
     }
-    if (page == textPage_) {
+    if (page == bulkPage_) {
         // The page being cut from starts over rather than going.
-        page->end = sizeof(TextPage);
+        page->end = sizeof(BulkPage);
         return;
     }
     page->previous->next = page->next;
     if (page->next != nullptr) {
         page->next->previous = page->previous;
     }
-    --textPages_;
+    --bulkPages_;
     pool_.Pool().ReleasePage(page);
+}
+
+void* BindingContext::ResizeBulk(void* piece, std::size_t bytes, std::size_t newBytes,
+                                 std::size_t keep) {
+    const std::size_t rounded = (bytes + 7) & ~std::size_t{7};
+    const std::size_t newRounded = (newBytes + 7) & ~std::size_t{7};
+    auto* page = reinterpret_cast<BulkPage*>(reinterpret_cast<std::uintptr_t>(piece) &
+                                             ~std::uintptr_t{kSlabPageSize - 1});
+    const std::size_t offset =
+        static_cast<std::size_t>(static_cast<char*>(piece) - reinterpret_cast<char*>(page));
+    if (page == bulkPage_ && offset + rounded == page->end &&
+        offset + newRounded <= kSlabPageSize) {
+        page->end = static_cast<std::uint32_t>(offset + newRounded);
+        bulkBytes_ = bulkBytes_ - rounded + newRounded;
+        return piece;
+    }
+    void* moved = AllocateBulk(newBytes);
+    std::memcpy(moved, piece, keep);
+    ReleaseBulk(piece, bytes);
+    return moved;
+}
+
+char* BindingContext::AllocateText(std::size_t bytes) {
+    if (bytes > kLargestBulkPiece) {
+        return static_cast<char*>(Allocate(bytes));
+    }
+    return static_cast<char*>(AllocateBulk(bytes));
+}
+
+void BindingContext::ReleaseText(char* text, std::size_t bytes) {
+    if (bytes > kLargestBulkPiece) {
+        Release(text);
+    } else {
+        ReleaseBulk(text, bytes);
+    }
 }
 
 void* BindingContext::AllocateHeapArray(std::size_t bytes) {
@@ -206,9 +250,9 @@ void BindingContext::FreeEntry(BindingString* entry) {
 }
 
 void BindingContext::ResetTable() {
-    ReleaseBuckets(pool_, buckets_, bucketCount_);
+    ReleaseBuckets(buckets_, bucketCount_);
     bucketCount_ = kInitialBuckets;
-    buckets_ = AllocateBuckets(pool_, bucketCount_);
+    buckets_ = AllocateBuckets(bucketCount_);
 }
 
 BindingString* BindingContext::Find(const HashedName& text) const {
@@ -288,7 +332,7 @@ void BindingContext::Grow() {
 }
 
 void BindingContext::Rehash(std::uint32_t count) {
-    BindingString** buckets = AllocateBuckets(pool_, count);
+    BindingString** buckets = AllocateBuckets(count);
     for (std::uint32_t i = 0; i < bucketCount_; ++i) {
         BindingString* entry = buckets_[i];
         while (entry != nullptr) {
@@ -299,7 +343,7 @@ void BindingContext::Rehash(std::uint32_t count) {
             entry = next;
         }
     }
-    ReleaseBuckets(pool_, buckets_, bucketCount_);
+    ReleaseBuckets(buckets_, bucketCount_);
     buckets_ = buckets;
     bucketCount_ = count;
 }

@@ -61,18 +61,27 @@ public:
     void DropHeapPart() { --heapParts_; }
     bool HasHeapParts() const { return heapParts_ != 0; }
 
-    // Element arrays too large for a pooled record. Each sits behind a link in the context's
-    // list of them, so that those still there when the context goes are freed without a walk of
-    // the tree. The address handed out is aligned for values.
+    // Pieces of up to kLargestBulkPiece bytes, 8-aligned: the texts of long strings, element
+    // arrays too large for a pooled record, and grown bucket arrays. They are cut one after
+    // another from pages of the process-wide pool rather than taken from the heap one by one, and
+    // a page goes back when its last piece does. The caller states the size again on release.
+    static constexpr std::size_t kLargestBulkPiece = 1024;
+    void* AllocateBulk(std::size_t bytes);
+    void ReleaseBulk(void* piece, std::size_t bytes);
+    // Grows or shrinks a piece, in place when it is the last one cut and its page has room, else
+    // by moving its first `keep` bytes to a new piece.
+    void* ResizeBulk(void* piece, std::size_t bytes, std::size_t newBytes, std::size_t keep);
+    std::size_t BulkPagesHeld() const { return bulkPages_; }
+    // Bytes of the pieces handed out and not yet released, each rounded up to 8.
+    std::size_t BulkBytes() const { return bulkBytes_; }
+
+    // Element arrays larger than a bulk piece. Each sits behind a link in the context's list of
+    // them, so that those still there when the context goes are freed without a walk of the
+    // tree. The address handed out is aligned for values.
     void* AllocateHeapArray(std::size_t bytes);
     void* ReallocateHeapArray(void* array, std::size_t bytes);
     void ReleaseHeapArray(void* array);
     std::size_t HeapArrayCount() const { return heapArrayCount_; }
-
-    // Pages of the process-wide pool that hold the texts of long strings, which are cut from
-    // them one after another rather than taken from the heap one by one. A page goes back when
-    // its last text does.
-    std::size_t TextPagesHeld() const { return textPages_; }
 
     // The scratch value handed out when a collection refuses to grow. Whatever was written to it
     // before is released first.
@@ -80,17 +89,21 @@ public:
 
 private:
     void FreeEntry(BindingString* entry);
+    BindingString** AllocateBuckets(std::uint32_t count);
+    void ReleaseBuckets(BindingString** buckets, std::uint32_t count);
     void Grow();
     void Rehash(std::uint32_t count);
     void ResetTable();
 
+    static constexpr std::uint32_t kInitialBuckets = 8;
+
     char* AllocateText(std::size_t bytes);
     void ReleaseText(char* text, std::size_t bytes);
 
-    struct TextPage {
-        TextPage* previous;
-        TextPage* next;
-        std::uint32_t live;  // texts cut from it and not yet released
+    struct BulkPage {
+        BulkPage* previous;
+        BulkPage* next;
+        std::uint32_t live;  // pieces cut from it and not yet released
         std::uint32_t end;   // offset of its first free byte
     };
 
@@ -107,9 +120,10 @@ private:
     std::uint32_t longStrings_ = 0;
     std::uint32_t heapParts_ = 0;
     HeapArrayLink* heapArrays_ = nullptr;
-    // The page texts are cut from now, first in the list of text pages.
-    TextPage* textPage_ = nullptr;
-    std::size_t textPages_ = 0;
+    // The page pieces are cut from now, first in the list of bulk pages.
+    BulkPage* bulkPage_ = nullptr;
+    std::size_t bulkPages_ = 0;
+    std::size_t bulkBytes_ = 0;
     std::size_t heapArrayCount_ = 0;
     BindingValue* sink_ = nullptr;
 };

@@ -40,12 +40,17 @@ void LogTooLong(std::size_t count) {
         kBindingMaxElements);
 }
 
-constexpr std::size_t kFirstHeapElements = 8;
+constexpr std::size_t kFirstBulkElements = 8;
+constexpr std::size_t kBulkElements = BindingContext::kLargestBulkPiece / sizeof(BindingValue);
 
+// Element arrays come in three tiers: pooled records, bulk pieces, and heap blocks.
 BindingValue* AllocateElements(BindingContext& context, std::size_t capacity) {
     const std::size_t bytes = capacity * sizeof(BindingValue);
     if (capacity <= Internal::kPooledElements) {
         return static_cast<BindingValue*>(context.AllocateRecord(bytes));
+    }
+    if (capacity <= kBulkElements) {
+        return static_cast<BindingValue*>(context.AllocateBulk(bytes));
     }
     return static_cast<BindingValue*>(context.AllocateHeapArray(bytes));
 }
@@ -56,6 +61,8 @@ void ReleaseElements(BindingContext& context, BindingValue* begin, std::size_t c
     }
     if (capacity <= Internal::kPooledElements) {
         context.ReleaseRecord(capacity * sizeof(BindingValue), begin);
+    } else if (capacity <= kBulkElements) {
+        context.ReleaseBulk(begin, capacity * sizeof(BindingValue));
     } else {
         context.ReleaseHeapArray(begin);
     }
@@ -519,9 +526,13 @@ bool BindingValue::Reserve(std::size_t count) {
     const std::size_t capacity = header->Capacity();
     // Values hold no pointer into themselves, so their bytes can move with the array.
     BindingValue* begin;
-    if (capacity > Internal::kPooledElements) {
+    if (capacity > kBulkElements) {
         begin = static_cast<BindingValue*>(context_->ReallocateHeapArray(
             static_cast<void*>(header->begin), count * sizeof(BindingValue)));
+    } else if (capacity > Internal::kPooledElements && count <= kBulkElements) {
+        begin = static_cast<BindingValue*>(
+            context_->ResizeBulk(header->begin, capacity * sizeof(BindingValue),
+                                 count * sizeof(BindingValue), size * sizeof(BindingValue)));
     } else {
         begin = AllocateElements(*context_, count);
         if (size != 0) {
@@ -552,12 +563,12 @@ BindingValue& BindingValue::At(std::size_t index) {
         const std::size_t capacity = header->Capacity();
         std::size_t grown = capacity + capacity / 2;
         // Appending one by one would otherwise walk through every pooled size and then take
-        // small heap blocks: a new array fills the largest pooled slot, and the first heap block
+        // small bulk pieces: a new array fills the largest pooled slot, and the first bulk piece
         // has room to spare.
         if (capacity < Internal::kPooledElements) {
             grown = Internal::kPooledElements;
-        } else if (grown < kFirstHeapElements) {
-            grown = kFirstHeapElements;
+        } else if (grown < kFirstBulkElements) {
+            grown = kFirstBulkElements;
         }
         if (grown > kBindingMaxElements) {
             grown = kBindingMaxElements;

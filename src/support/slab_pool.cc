@@ -35,10 +35,8 @@ SlabPool::SlabPool(RegionSource source)
 
 SlabPool::~SlabPool() {
     std::vector<Region*> regions;
-    for (const auto& [page, region] : pageTable_) {
-        if (reinterpret_cast<std::byte*>(page) == region->base) {
-            regions.push_back(region);
-        }
+    for (const auto& [base, region] : pageTable_) {
+        regions.push_back(region);
     }
     for (Region* region : regions) {
         RemoveRegion(region);
@@ -62,10 +60,9 @@ SlabPool::Region* SlabPool::AddRegion() {
     }
     // From the top down, so that the last entry, which goes out first, is the lowest page.
     for (std::size_t i = kSlabPagesPerRegion; i-- > 0;) {
-        std::byte* page = region->base + i * kSlabPageSize;
-        region->freePages[region->freeCount++] = page;
-        pageTable_.emplace(reinterpret_cast<std::uintptr_t>(page), region);
+        region->freePages[region->freeCount++] = region->base + i * kSlabPageSize;
     }
+    pageTable_.emplace(reinterpret_cast<std::uintptr_t>(region->base), region);
     availableRegions_.insert(region);
     ++statistics_.regionsInUse;
     ++statistics_.regionsAcquired;
@@ -74,9 +71,7 @@ SlabPool::Region* SlabPool::AddRegion() {
 }
 
 void SlabPool::RemoveRegion(Region* region) {
-    for (std::size_t i = 0; i < kSlabPagesPerRegion; ++i) {
-        pageTable_.erase(reinterpret_cast<std::uintptr_t>(region->base + i * kSlabPageSize));
-    }
+    pageTable_.erase(reinterpret_cast<std::uintptr_t>(region->base));
     availableRegions_.erase(region);
     if (region->fromHeap) {
         std::free(region->base);
@@ -105,7 +100,8 @@ void* SlabPool::AcquirePage() {
 
 void SlabPool::ReleasePage(void* page) {
     std::lock_guard<std::mutex> lock(mutex_);
-    const auto found = pageTable_.find(reinterpret_cast<std::uintptr_t>(page));
+    const auto found = pageTable_.find(reinterpret_cast<std::uintptr_t>(page) &
+                                       ~std::uintptr_t{kSlabRegionSize - 1});
     if (found == pageTable_.end()) {
         // Not a page of this pool: giving it to a region would corrupt that region.
         return;

@@ -72,6 +72,8 @@ private:
 
     mutable std::mutex mutex_;
     RegionSource source_;
+    // Every region, system-mapped or from the heap, is aligned to its size, so a page's address
+    // with its low 16 bits cleared names its region: one entry per region finds all its pages.
     std::unordered_map<std::uintptr_t, Region*> pageTable_;
     std::unordered_set<Region*> availableRegions_;
     Statistics statistics_;

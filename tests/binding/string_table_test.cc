@@ -133,33 +133,58 @@ TEST(ValueMemory, ResetGivesBackEveryRecord) {
     EXPECT_EQ(context->StringCount(), 0u);
 }
 
-TEST(ValueMemory, LargeElementArraysAreTrackedByTheirContext) {
+TEST(ValueMemory, ElementArraysMoveFromRecordsToBulkPiecesToTheHeap) {
     const std::uint64_t before = LiveBytes();
     {
         BindingValue root;
         BindingValue& first = root.Field("first");
         BindingValue& second = root.Field("second");
         BindingValue& third = root.Field("third");
-        // Interleaved growth moves each array while its neighbours in the list stay.
+        // Interleaved growth moves each array while its neighbours stay where they are.
         for (std::size_t i = 0; i < 200; ++i) {
             first.Append().SetUnsigned(i);
             second.Append().SetString("s" + std::to_string(i % 10));
             third.Append().At(4).SetUnsigned(i);
         }
         BindingContext* context = root.Context();
-        // The three arrays and the 200 inner ones of more than three elements.
-        EXPECT_EQ(context->HeapArrayCount(), 3u + 200u);
+        // Arrays beyond a kilobyte are on the heap; the 200 inner ones of five are bulk pieces.
+        EXPECT_EQ(context->HeapArrayCount(), 3u);
+        const std::size_t bulkBytes = context->BulkBytes();
+        EXPECT_GE(bulkBytes, 200 * 5 * sizeof(BindingValue));
         second.Reset();
-        EXPECT_EQ(context->HeapArrayCount(), 2u + 200u);
+        EXPECT_EQ(context->HeapArrayCount(), 2u);
         third.Reset();
         EXPECT_EQ(context->HeapArrayCount(), 1u);
+        EXPECT_LT(context->BulkBytes(), bulkBytes - 200 * 5 * sizeof(BindingValue) + 1);
         EXPECT_EQ(first.GetAt(199).GetUnsigned(), 199u);
         second.At(2).SetUnsigned(2);
         EXPECT_EQ(context->HeapArrayCount(), 1u);
         second.At(20).SetUnsigned(20);
+        EXPECT_EQ(context->HeapArrayCount(), 1u);
+        EXPECT_EQ(second.GetAt(2).GetUnsigned(), 2u);
+        second.At(100).SetUnsigned(100);
         EXPECT_EQ(context->HeapArrayCount(), 2u);
+        EXPECT_EQ(second.GetAt(2).GetUnsigned(), 2u);
+        EXPECT_EQ(second.GetAt(20).GetUnsigned(), 20u);
     }
     EXPECT_EQ(LiveBytes(), before);
+}
+
+// The array cut last grows where it lies while its page has room, and moves once it has not;
+// other pieces cut in between make it move at once.
+TEST(ValueMemory, TheLastBulkPieceGrowsInPlace) {
+    BindingValue root;
+    BindingValue& list = root.Field("list");
+    list.At(7).SetSigned(7);
+    const BindingValue* start = &list.GetAt(0);
+    list.At(11).SetSigned(11);
+    EXPECT_EQ(&list.GetAt(0), start);
+    root.Field("other").At(5).SetSigned(5);
+    list.At(17).SetSigned(17);
+    EXPECT_NE(&list.GetAt(0), start);
+    EXPECT_EQ(list.GetAt(7).GetSigned(), 7);
+    EXPECT_EQ(list.GetAt(11).GetSigned(), 11);
+    EXPECT_EQ(root.GetField("other").GetAt(5).GetSigned(), 5);
 }
 
 // Long texts are cut from pages of their own; a page goes once its last text has, and texts
@@ -175,7 +200,7 @@ TEST(ValueMemory, LongTextsShareTextPagesThatGoWithTheirLastText) {
         }
         root.At(200).SetString(std::string(5000, 'x'));
         BindingContext* context = root.Context();
-        const std::size_t pages = context->TextPagesHeld();
+        const std::size_t pages = context->BulkPagesHeld();
         EXPECT_GT(pages, 5u);
         for (std::size_t i = 0; i < 200; ++i) {
             EXPECT_EQ(
@@ -189,19 +214,19 @@ TEST(ValueMemory, LongTextsShareTextPagesThatGoWithTheirLastText) {
         for (std::size_t i = 0; i < 200; i += 2) {
             root.At(i).Reset();
         }
-        EXPECT_EQ(context->TextPagesHeld(), pages);
+        EXPECT_EQ(context->BulkPagesHeld(), pages);
         for (std::size_t i = 1; i < 200; i += 2) {
             root.At(i).Reset();
         }
         // The page being cut from stays for the next text.
-        EXPECT_EQ(context->TextPagesHeld(), 1u);
+        EXPECT_EQ(context->BulkPagesHeld(), 1u);
 
         // Texts made and dropped over and over reuse that page.
         for (int round = 0; round < 1000; ++round) {
             root.At(0).SetString(std::string(900, static_cast<char>('a' + round % 26)));
             root.At(0).Reset();
         }
-        EXPECT_EQ(context->TextPagesHeld(), 1u);
+        EXPECT_EQ(context->BulkPagesHeld(), 1u);
         root.At(1).SetString(std::string(700, 'q'));
         EXPECT_EQ(root.GetAt(1).GetString(), std::string(700, 'q'));
     }
