@@ -36,6 +36,14 @@ public:
     std::string_view View() const { return {Text(), size_}; }
     HashedName Name() const { return {View(), hash_}; }
     std::uint32_t Size() const { return size_; }
+    // The first four bytes of the text as a big-endian number, the bytes past its end read as
+    // 0: comparing two of them orders two names as comparing the names does, unless they are
+    // equal. Long texts keep a copy of their first bytes in the head for this.
+    std::uint32_t Prefix() const {
+        std::uint32_t word;
+        std::memcpy(&word, inlineHead_, sizeof word);
+        return __builtin_bswap32(word);
+    }
     std::uint32_t Hash() const { return hash_; }
     std::uint32_t References() const { return references_; }
 
@@ -62,7 +70,8 @@ private:
     std::uint32_t hash_ = kFnv1aBasis;
     std::uint32_t size_ = 0;
     std::uint32_t references_ = 0;
-    // The first bytes of an inline text; the text runs on past the object, within its record.
+    // The first bytes of an inline text, which runs on past the object within its record, or
+    // the copy of the first bytes of a long one; zero past the text's end.
     char inlineHead_[4] = {};
 };
 

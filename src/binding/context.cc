@@ -242,6 +242,12 @@ void BindingContext::ReleaseHeapArray(void* array) {
 }
 
 void BindingContext::FreeEntry(BindingString* entry) {
+    if (literals_ != nullptr) {
+        LiteralSlot& slot = literals_[entry->hash_ & (kLiteralSlots - 1)];
+        if (slot.entry == entry) {
+            slot.entry = nullptr;
+        }
+    }
     if (!BindingString::IsInline(entry->size_)) {
         ReleaseText(const_cast<char*>(entry->Text()), entry->size_ + 1);
         --longStrings_;
@@ -269,7 +275,27 @@ BindingString* BindingContext::Find(const HashedName& text) const {
     return nullptr;
 }
 
-BindingString* BindingContext::Intern(const HashedName& text) {
+BindingString* BindingContext::InternLiteral(const HashedName& text) {
+    if (literals_ == nullptr) {
+        literals_ = static_cast<LiteralSlot*>(AllocateBulk(kLiteralSlots * sizeof(LiteralSlot)));
+        std::memset(static_cast<void*>(literals_), 0, kLiteralSlots * sizeof(LiteralSlot));
+    }
+    LiteralSlot& slot = literals_[text.Hash() & (kLiteralSlots - 1)];
+    // The same address and size are the same bytes: a literal never changes.
+    if (slot.text == text.Text().data() && slot.entry != nullptr &&
+        slot.entry->size_ == text.Text().size()) {
+        Retain(slot.entry);
+        return slot.entry;
+    }
+    BindingString* entry = InternText(text);
+    if (!entry->IsSharedEmpty()) {
+        slot.text = text.Text().data();
+        slot.entry = entry;
+    }
+    return entry;
+}
+
+BindingString* BindingContext::InternText(const HashedName& text) {
     BindingString* found = Find(text);
     if (found != nullptr) {
         Retain(found);
@@ -287,6 +313,7 @@ BindingString* BindingContext::Intern(const HashedName& text) {
         ++longStrings_;
         std::memcpy(static_cast<char*>(record) + BindingString::kLongPointerOffset, &storage,
                     sizeof storage);
+        std::memcpy(entry->inlineHead_, text.Text().data(), sizeof entry->inlineHead_);
     }
     std::memcpy(storage, text.Text().data(), size);
     storage[size] = '\0';

@@ -31,7 +31,9 @@ public:
 
     // The entry of this text with one more reference, created with one when it is new. A null
     // or empty text gives the shared empty string, which is never counted.
-    BindingString* Intern(const HashedName& text);
+    BindingString* Intern(const HashedName& text) {
+        return text.IsLiteral() ? InternLiteral(text) : InternText(text);
+    }
     // The entry of this text, or null; adds no reference.
     BindingString* Find(const HashedName& text) const;
     // One more reference to an entry of this context (or to the shared empty string).
@@ -88,6 +90,8 @@ public:
     BindingValue& OverflowSink();
 
 private:
+    BindingString* InternText(const HashedName& text);
+    BindingString* InternLiteral(const HashedName& text);
     void FreeEntry(BindingString* entry);
     BindingString** AllocateBuckets(std::uint32_t count);
     void ReleaseBuckets(BindingString** buckets, std::uint32_t count);
@@ -112,7 +116,17 @@ private:
         HeapArrayLink* next;
     };
 
+    // The entries of string literals met lately, known by the literal's address, which spares
+    // hashing and comparing the text of the field names that code writes again and again. A bulk
+    // piece, made when the first literal comes.
+    struct LiteralSlot {
+        const char* text;
+        BindingString* entry;
+    };
+    static constexpr std::size_t kLiteralSlots = 32;
+
     Internal::RecordPool pool_;
+    LiteralSlot* literals_ = nullptr;
     BindingString** buckets_ = nullptr;
     std::uint32_t bucketCount_ = 0;
     std::uint32_t stringCount_ = 0;

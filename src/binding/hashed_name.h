@@ -36,6 +36,16 @@ public:
 
     constexpr std::string_view Text() const { return text_; }
     constexpr std::uint32_t Hash() const { return hash_; }
+    // Whether the text is a string literal of the program: its bytes never change and its
+    // address outlives every tree, so a string table may know it again by that address alone.
+    constexpr bool IsLiteral() const { return literal_; }
+
+    // `text` must be a string literal; only the literal operator below can promise that.
+    static consteval HashedName Literal(const char* text, std::size_t size) {
+        HashedName name{std::string_view(text, size)};
+        name.literal_ = true;
+        return name;
+    }
 
     friend constexpr bool operator==(const HashedName& a, const HashedName& b) {
         return a.hash_ == b.hash_ && a.text_ == b.text_;
@@ -44,12 +54,13 @@ public:
 private:
     std::string_view text_{};
     std::uint32_t hash_ = kFnv1aBasis;
+    bool literal_ = false;
 };
 
 // `"queueId"_name`: a literal name hashed while the module is compiled.
 inline namespace NameLiterals {
 consteval HashedName operator""_name(const char* text, std::size_t size) {
-    return HashedName(std::string_view(text, size));
+    return HashedName::Literal(text, size);
 }
 }  // namespace NameLiterals
 

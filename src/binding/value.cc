@@ -583,6 +583,16 @@ BindingValue& BindingValue::At(std::size_t index) {
 }
 
 BindingValue& BindingValue::Append() {
+    if (kind_ == BindingValueKind::Collection) {
+        auto* header = static_cast<CollectionHeader*>(payload_.record);
+        // Room left: the common case of a builder's loop.
+        if (header->end != header->capacity) {
+            BindingValue* element = new (header->end) BindingValue(context_);
+            ++header->end;
+            return *element;
+        }
+        return At(header->Size());
+    }
     return At(Size());
 }
 

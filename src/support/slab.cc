@@ -72,6 +72,9 @@ void SlabContext::ReleaseAll() {
         return;
     }
     for (SizeClass& sizeClass : classes_) {
+        if (sizeClass.slotSize == 0) {
+            continue;
+        }
         if (sizeClass.pagesHeld != 0) {
             ReturnPages(sizeClass);
             sizeClass.pagesHeld = 0;
@@ -98,12 +101,8 @@ void SlabContext::Clear() {
 }
 
 void SlabContext::BuildTable() {
+    // Each class cuts its inline block when it first serves: a tree uses a few of the classes.
     std::vector<SizeClass> table(kSizeClassCount);
-    for (std::size_t k = 0; k < kSizeClassCount; ++k) {
-        SizeClass& sizeClass = table[k];
-        sizeClass.slotSize = static_cast<std::uint16_t>(kSizeClassStep * (k + 1));
-        MakeSlab(sizeClass, sizeClass.inlineBlock, kInlineBlockSize, sizeClass.slotSize);
-    }
     // Swapping hands over the buffer; the classes themselves never move.
     classes_.swap(table);
     table_ = classes_.data();
@@ -118,7 +117,11 @@ SizeClass& SizeClassOutOfRange(SlabContext& context, std::size_t size) {
     FatalReportWithMessage(kFatalSlabSizeOutOfRange, "Slab allocation of %1 bytes", size);
 }
 
-Slab* AddPageSlab(SlabContext& context, SizeClass& sizeClass, std::size_t slotSize) {
+Slab* AddSlab(SlabContext& context, SizeClass& sizeClass, std::size_t slotSize) {
+    if (sizeClass.slotSize == 0) {
+        sizeClass.slotSize = static_cast<std::uint16_t>(slotSize);
+        return MakeSlab(sizeClass, sizeClass.inlineBlock, kInlineBlockSize, slotSize);
+    }
     ++sizeClass.pagesHeld;
     return MakeSlab(sizeClass, context.Pool().AcquirePage(), kSlabPageSize, slotSize);
 }

@@ -41,7 +41,9 @@ constexpr std::size_t FirstUsableIndex(std::size_t slotSize) {
     return (sizeof(Slab) + slotSize - 1) / slotSize;
 }
 
-// One slot size of a context: the list of its slabs with free slots, and its inline block.
+// One slot size of a context: the list of its slabs with free slots, and its inline block. The
+// inline block is cut into slots when the class serves its first allocation; until then the
+// slot size is 0 and the block's bytes are not looked at.
 struct SizeClass {
     Slab* head = nullptr;
     // Pages that are full, linked through the same fields; the inline slab is never here. They
@@ -52,7 +54,8 @@ struct SizeClass {
     std::uint16_t slotSize = 0;
     alignas(16) std::byte inlineBlock[kInlineBlockSize];
 
-    SizeClass() = default;
+    // Provided, so that making a table does not zero the inline blocks first.
+    SizeClass() noexcept {}
     // The inline slab and the list point into the object itself.
     SizeClass(const SizeClass&) = delete;
     SizeClass& operator=(const SizeClass&) = delete;
@@ -64,7 +67,7 @@ struct SizeClass {
     }
 };
 
-// The slab state of one value tree: its table of size classes, built at first use, and the pool
+// The slab state of one value tree: its table of size classes, made at first use, and the pool
 // its pages come from. Used from one thread at a time, without a lock. All slots must have been
 // released when it is destroyed.
 class SlabContext {
@@ -116,7 +119,8 @@ namespace internal {
 
 // The slow paths, kept out of line so that the common case stays a few instructions.
 SizeClass& SizeClassOutOfRange(SlabContext& context, std::size_t size);
-Slab* AddPageSlab(SlabContext& context, SizeClass& sizeClass, std::size_t slotSize);
+// A slab for a class whose list is empty: its inline block on first use, later a page.
+Slab* AddSlab(SlabContext& context, SizeClass& sizeClass, std::size_t slotSize);
 void ReturnPageSlab(SlabContext& context, SizeClass& sizeClass, Slab* slab);
 
 inline void PushFull(SizeClass& sizeClass, Slab* slab) {
@@ -159,7 +163,7 @@ constexpr std::size_t SlotSizeFor(std::size_t size) {
 
 // The class that serves `size` bytes: the size rounded up to a multiple of 4, entry
 // size / 4 - 1. A size of 0 gets the smallest class; a size above kLargestSlabSlot is a
-// programming fault and ends in a fatal report. The first call builds the context's table.
+// programming fault and ends in a fatal report. The first call makes the context's table.
 inline SizeClass& SizeClassFor(SlabContext& context, std::size_t size) {
     // A size of 0 wraps around to a huge index and takes the slow path.
     const std::size_t index = (size - 1) / kSizeClassStep;
@@ -178,7 +182,7 @@ inline void* Allocate(SlabContext& context, std::size_t size) {
     const std::size_t slotSize = internal::SlotSizeFor(size);
     Slab* slab = sizeClass.head;
     if (slab == nullptr) [[unlikely]] {
-        slab = internal::AddPageSlab(context, sizeClass, slotSize);
+        slab = internal::AddSlab(context, sizeClass, slotSize);
     }
     std::byte* slot = reinterpret_cast<std::byte*>(slab) + std::size_t{slab->firstFree} * slotSize;
     const std::uint16_t next = internal::ReadSlotIndex(slot);
@@ -213,7 +217,7 @@ inline void Release(SlabContext& context, std::size_t size, void* address) {
     Slab* slab;
     if (sizeClass.InInlineBlock(slot)) {
         slab = sizeClass.InlineSlab();
-        if (slab->used == 0) [[unlikely]] {
+        if (sizeClass.slotSize == 0 || slab->used == 0) [[unlikely]] {
             return;
         }
     } else {

@@ -21,11 +21,14 @@ std::byte* InlineStart(SlabContext& context, std::size_t size) {
     return SizeClassFor(context, size).inlineBlock;
 }
 
-// Slots handed out from the inline blocks, over all classes.
+// Slots handed out from the inline blocks, over the classes that have served.
 std::size_t InlineSlotsInUse(SlabContext& context) {
     std::size_t total = 0;
     for (std::size_t size = kSizeClassStep; size <= kLargestSlabSlot; size += kSizeClassStep) {
-        total += SizeClassFor(context, size).InlineSlab()->used;
+        const SizeClass& sizeClass = SizeClassFor(context, size);
+        if (sizeClass.slotSize != 0) {
+            total += SizeClassFor(context, size).InlineSlab()->used;
+        }
     }
     return total;
 }
@@ -232,6 +235,14 @@ TEST_F(SlabTest, ReleasesThatCannotMatchAnAllocationAreIgnored) {
     Release(context, 40, InlineStart(context, 40) + 40);
     Release(context, 8, nullptr);
     EXPECT_EQ(outside, 0x1122334455667788u);
+    // The 40-byte class has not served yet: its inline block is still uncut.
+    EXPECT_EQ(SizeClassFor(context, 40).slotSize, 0u);
+    EXPECT_EQ(SizeClassFor(context, 40).head, nullptr);
+    EXPECT_EQ(InlineSlotsInUse(context), 1u);
+
+    // Once it has served and its block is empty again, a release there matches nothing either.
+    Release(context, 40, Allocate(context, 40));
+    Release(context, 40, InlineStart(context, 40) + 40);
     EXPECT_EQ(SizeClassFor(context, 40).head, SizeClassFor(context, 40).InlineSlab());
     EXPECT_EQ(SizeClassFor(context, 40).InlineSlab()->firstFree, FirstUsableIndex(40));
     EXPECT_EQ(SizeClassFor(context, 40).InlineSlab()->used, 0u);

@@ -46,6 +46,30 @@ StructureNode* Rotate(StructureNode* node, bool toLeft) {
     return lifted;
 }
 
+// The first four bytes of a name as BindingString::Prefix gives them.
+std::uint32_t PrefixOf(std::string_view name) {
+    if (name.size() >= 4) {
+        std::uint32_t word;
+        std::memcpy(&word, name.data(), sizeof word);
+        return __builtin_bswap32(word);
+    }
+    std::uint32_t prefix = 0;
+    for (std::size_t i = 0; i < name.size(); ++i) {
+        prefix |= std::uint32_t{static_cast<unsigned char>(name[i])} << (24 - 8 * i);
+    }
+    return prefix;
+}
+
+// Orders `name`, whose prefix is `prefix`, against a node's name. The prefixes decide nearly
+// every comparison without a look at the texts.
+int CompareWithNode(std::string_view name, std::uint32_t prefix, const StructureNode* node) {
+    const std::uint32_t other = node->name->Prefix();
+    if (prefix != other) {
+        return prefix < other ? -1 : 1;
+    }
+    return CompareNames(name, node->name->View());
+}
+
 }  // namespace
 
 int CompareNames(std::string_view a, std::string_view b) {
@@ -72,8 +96,9 @@ int CompareNames(std::string_view a, std::string_view b) {
 
 StructureNode* FindNode(const StructureData& data, std::string_view name) {
     StructureNode* node = data.root;
+    const std::uint32_t prefix = PrefixOf(name);
     while (node != nullptr) {
-        const int order = CompareNames(name, node->name->View());
+        const int order = CompareWithNode(name, prefix, node);
         if (order == 0) {
             return node;
         }
@@ -90,9 +115,10 @@ StructureNode* FindOrInsert(StructureData& data, std::string_view name, const Ha
     bool wentRight[kMaxHeight];
     std::size_t depth = 0;
     StructureNode* node = data.root;
+    const std::uint32_t prefix = PrefixOf(name);
     bool greatest = data.last == nullptr;
     if (!greatest) {
-        const int order = CompareNames(name, data.last->name->View());
+        const int order = CompareWithNode(name, prefix, data.last);
         if (order == 0) {
             return data.last;
         }
@@ -107,7 +133,7 @@ StructureNode* FindOrInsert(StructureData& data, std::string_view name, const Ha
         }
     }
     while (node != nullptr) {
-        const int order = CompareNames(name, node->name->View());
+        const int order = CompareWithNode(name, prefix, node);
         if (order == 0) {
             return node;
         }
