@@ -48,8 +48,8 @@ public:
     std::uint32_t References() const { return references_; }
 
     // The process-wide entry of every null or empty text: never counted, never released.
-    static BindingString& SharedEmpty();
-    bool IsSharedEmpty() const { return this == &SharedEmpty(); }
+    static BindingString& SharedEmpty() { return sharedEmpty_; }
+    bool IsSharedEmpty() const { return this == &sharedEmpty_; }
 
     static constexpr bool IsInline(std::size_t size) {
         return kHeadSize + size + 1 <= kLargestEntry;
@@ -63,7 +63,9 @@ private:
     friend class BindingContext;
     static constexpr std::size_t kLongPointerOffset = 24;
 
-    BindingString() = default;
+    constexpr BindingString() = default;
+
+    static BindingString sharedEmpty_;
 
     // The next entry of the same bucket of the context's string table.
     BindingString* next_ = nullptr;
@@ -76,5 +78,8 @@ private:
 };
 
 static_assert(sizeof(BindingString) == 24);
+
+// Constant-initialised, so that a test for it is a compare with a fixed address.
+constinit inline BindingString BindingString::sharedEmpty_;
 
 }  // namespace Tavix::Client

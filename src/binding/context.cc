@@ -78,11 +78,6 @@ bool SameBytes(const char* a, const char* b, std::size_t size) {
 
 }  // namespace
 
-BindingString& BindingString::SharedEmpty() {
-    static BindingString empty;
-    return empty;
-}
-
 BindingContext::BindingContext() {
     ResetTable();
 }
@@ -104,10 +99,11 @@ BindingContext::~BindingContext() {
     if (bucketCount_ * sizeof(BindingString*) > kLargestBulkPiece) {
         Release(buckets_);
     }
-    while (bulkPage_ != nullptr) {
-        BulkPage* next = bulkPage_->next;
-        pool_.Pool().ReleasePage(bulkPage_);
-        bulkPage_ = next;
+    {
+        PageBatch batch(pool_.Pool());
+        for (; bulkPage_ != nullptr; bulkPage_ = bulkPage_->next) {
+            batch.Add(bulkPage_);
+        }
     }
     while (heapArrays_ != nullptr) {
         HeapArrayLink* next = heapArrays_->next;

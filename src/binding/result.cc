@@ -20,7 +20,8 @@ void BindingResult::SetError(std::string_view message) {
 }
 
 std::string_view BindingResult::ErrorText() const {
-    const std::string_view empty = BindingString::SharedEmpty().View();
+    // The shared empty string's text: zero bytes before a NUL.
+    const std::string_view empty("", 0);
     if (ok_) {
         return empty;
     }

@@ -369,19 +369,26 @@ void BindingValue::AssignCopy(const BindingValue& source, BindingValue* clearAft
     StealPayload(copy);
 }
 
-void BindingValue::CopyFrom(const BindingValue& source, std::size_t depth,
-                            Internal::CopyMemo& memo) {
+[[gnu::always_inline]] inline void BindingValue::CopyFrom(const BindingValue& source,
+                                                          std::size_t depth,
+                                                          Internal::CopyMemo& memo) {
+    // Numbers and strings, most of any tree, take no call.
+    if (source.kind_ <= BindingValueKind::Float) {
+        payload_ = source.payload_;
+        kind_ = source.kind_;
+        return;
+    }
+    if (source.kind_ == BindingValueKind::String) {
+        payload_.string = memo.Intern(source.payload_.string);
+        kind_ = source.kind_;
+        return;
+    }
+    CopyRecordsFrom(source, depth, memo);
+}
+
+void BindingValue::CopyRecordsFrom(const BindingValue& source, std::size_t depth,
+                                   Internal::CopyMemo& memo) {
     switch (source.kind_) {
-        case BindingValueKind::Empty:
-        case BindingValueKind::Bool:
-        case BindingValueKind::Signed:
-        case BindingValueKind::Unsigned:
-        case BindingValueKind::Float:
-            payload_ = source.payload_;
-            break;
-        case BindingValueKind::String:
-            payload_.string = memo.Intern(source.payload_.string);
-            break;
         case BindingValueKind::Blob:
             payload_.record = new (context_->AllocateRecord(sizeof(BlobHeader)))
                 BlobHeader{BindingValueAccess::Blob(source)->bytes};
@@ -419,33 +426,36 @@ void BindingValue::CopyFrom(const BindingValue& source, std::size_t depth,
                 LogTooDeep("Copy");
                 return;
             }
+            const StructureData* from = BindingValueAccess::Structure(source);
             StructureData* data = BindingValueAccess::Structure(*this);
-            data->root = CloneNodes(BindingValueAccess::Structure(source)->root, depth + 1, memo);
-            for (StructureNode* node = data->root; node != nullptr; node = node->right) {
-                data->last = node;
+            if (from->root != nullptr) {
+                data->root = CloneNodes(from->root, depth + 1, memo);
+                for (StructureNode* node = data->root; node != nullptr; node = node->right) {
+                    data->last = node;
+                }
             }
-            data->count = BindingValueAccess::Structure(source)->count;
+            data->count = from->count;
             return;
         }
+        default:
+            break;
     }
     kind_ = source.kind_;
 }
 
 // The copy of a structure has the source tree's very shape and colours, so it is built without
-// a single comparison or rotation.
+// a single comparison or rotation. `node` is never null: a missing child takes no call.
 Internal::StructureNode* BindingValue::CloneNodes(const Internal::StructureNode* node,
                                                   std::size_t depth, Internal::CopyMemo& memo) {
-    if (node == nullptr) {
-        return nullptr;
-    }
     auto* clone = static_cast<StructureNode*>(context_->AllocateRecord(sizeof(StructureNode)));
-    clone->leftAndColour = node->IsRed() ? 1 : 0;
-    clone->right = nullptr;
     clone->name = memo.Intern(node->name);
     new (&clone->value) BindingValue(context_);
-    clone->SetLeft(CloneNodes(node->Left(), depth, memo));
+    const StructureNode* left = node->Left();
+    clone->leftAndColour =
+        (left != nullptr ? reinterpret_cast<std::uintptr_t>(CloneNodes(left, depth, memo)) : 0) |
+        (node->IsRed() ? 1 : 0);
     clone->value.CopyFrom(node->value, depth, memo);
-    clone->right = CloneNodes(node->right, depth, memo);
+    clone->right = node->right != nullptr ? CloneNodes(node->right, depth, memo) : nullptr;
     return clone;
 }
 

@@ -224,6 +224,8 @@ private:
     void AssignCopy(const BindingValue& source, BindingValue* clearAfterCopy);
     // Copies into this value, which is empty and has a context.
     void CopyFrom(const BindingValue& source, std::size_t depth, Internal::CopyMemo& memo);
+    // The same for a source that owns records: a blob, an enum, a collection or a structure.
+    void CopyRecordsFrom(const BindingValue& source, std::size_t depth, Internal::CopyMemo& memo);
     Internal::StructureNode* CloneNodes(const Internal::StructureNode* node, std::size_t depth,
                                         Internal::CopyMemo& memo);
     // Takes payload and kind of `other`, which must share this value's context; leaves it empty.

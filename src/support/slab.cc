@@ -55,12 +55,12 @@ std::size_t SlabContext::PagesHeld() const {
 
 // Gives every page of the class, on its list with free slots and on its full list, back to the
 // pool; the inline block stays with the class.
-void SlabContext::ReturnPages(SizeClass& sizeClass) {
+void SlabContext::ReturnPages(SizeClass& sizeClass, PageBatch& batch) {
     for (Slab* list : {sizeClass.head, sizeClass.full}) {
         while (list != nullptr) {
             Slab* next = list->next;
             if (list != sizeClass.InlineSlab()) {
-                pool_->ReleasePage(list);
+                batch.Add(list);
             }
             list = next;
         }
@@ -71,12 +71,13 @@ void SlabContext::ReleaseAll() {
     if (table_ == nullptr) {
         return;
     }
+    PageBatch batch(*pool_);
     for (SizeClass& sizeClass : classes_) {
         if (sizeClass.slotSize == 0) {
             continue;
         }
         if (sizeClass.pagesHeld != 0) {
-            ReturnPages(sizeClass);
+            ReturnPages(sizeClass, batch);
             sizeClass.pagesHeld = 0;
         } else if (sizeClass.head == sizeClass.InlineSlab() && sizeClass.InlineSlab()->used == 0) {
             continue;
@@ -91,9 +92,12 @@ void SlabContext::Clear() {
     if (table_ == nullptr) {
         return;
     }
-    for (SizeClass& sizeClass : classes_) {
-        if (sizeClass.pagesHeld != 0) {
-            ReturnPages(sizeClass);
+    {
+        PageBatch batch(*pool_);
+        for (SizeClass& sizeClass : classes_) {
+            if (sizeClass.pagesHeld != 0) {
+                ReturnPages(sizeClass, batch);
+            }
         }
     }
     std::vector<SizeClass>().swap(classes_);

@@ -107,7 +107,7 @@ private:
     friend SizeClass& SizeClassFor(SlabContext& context, std::size_t size);
 
     void BuildTable();
-    void ReturnPages(SizeClass& sizeClass);
+    void ReturnPages(SizeClass& sizeClass, PageBatch& batch);
 
     std::vector<SizeClass> classes_;
     // The vector's entries, or null before the first use: one load tells both.

@@ -100,6 +100,28 @@ void* SlabPool::AcquirePage() {
 
 void SlabPool::ReleasePage(void* page) {
     std::lock_guard<std::mutex> lock(mutex_);
+    ReleaseLocked(page);
+}
+
+void SlabPool::ReleasePages(void* const* pages, std::size_t count) {
+    if (count == 0) {
+        return;
+    }
+    std::lock_guard<std::mutex> lock(mutex_);
+    for (std::size_t i = 0; i < count; ++i) {
+        ReleaseLocked(pages[i]);
+    }
+}
+
+void PageBatch::Flush() {
+    pool_.ReleasePages(pages_, count_);
+    count_ = 0;
+}
+
+void SlabPool::ReleaseLocked(void* page) {
+    if ((reinterpret_cast<std::uintptr_t>(page) & (kSlabPageSize - 1)) != 0) {
+        return;  // Inside a page, not its start: no page of any pool.
+    }
     const auto found = pageTable_.find(reinterpret_cast<std::uintptr_t>(page) &
                                        ~std::uintptr_t{kSlabRegionSize - 1});
     if (found == pageTable_.end()) {

@@ -336,6 +336,37 @@ TEST_F(SlabTest, ClearHandsBackEveryPageAndTheTable) {
     EXPECT_FALSE(context.HasTable());
 }
 
+// Pages handed back in groups, from two regions at once, are counted as one by one and give
+// both regions back; a group may hold pages that are not the pool's.
+TEST(SlabPoolTest, ABatchGivesBackPagesOfSeveralRegionsUnderOneLock) {
+    SlabPool pool;
+    std::vector<void*> pages;
+    for (std::size_t i = 0; i < kSlabPagesPerRegion + 3; ++i) {
+        pages.push_back(pool.AcquirePage());
+    }
+    EXPECT_EQ(pool.GetStatistics().regionsInUse, 2u);
+    std::uint64_t foreign[8] = {};
+    {
+        PageBatch batch(pool);
+        for (std::size_t i = 0; i < pages.size(); i += 2) {
+            batch.Add(pages[i]);
+        }
+        batch.Add(foreign);
+        batch.Flush();
+        EXPECT_EQ(pool.GetStatistics().pagesInUse, pages.size() / 2);
+        for (std::size_t i = 1; i < pages.size(); i += 2) {
+            batch.Add(pages[i]);
+        }
+        // The rest goes when the batch does.
+        EXPECT_EQ(pool.GetStatistics().pagesInUse, pages.size() / 2);
+    }
+    const SlabPool::Statistics stats = pool.GetStatistics();
+    EXPECT_EQ(stats.pagesInUse, 0u);
+    EXPECT_EQ(stats.regionsInUse, 0u);
+    EXPECT_EQ(stats.regionsReturned, 2u);
+    EXPECT_EQ(foreign[0], 0u);
+}
+
 TEST(SlabPoolTest, PagesAreAlignedAndComeFromTheLowestAddressUp) {
     SlabPool pool;
     std::vector<void*> pages;
@@ -357,6 +388,7 @@ TEST(SlabPoolTest, PagesAreAlignedAndComeFromTheLowestAddressUp) {
     pool.ReleasePage(pages[5]);
     std::uint64_t foreign[8] = {};
     pool.ReleasePage(foreign);
+    pool.ReleasePage(static_cast<std::byte*>(pages[3]) + 8);
     EXPECT_EQ(pool.GetStatistics().pagesInUse, kSlabPagesPerRegion);
 
     for (std::size_t i = 0; i < pages.size(); ++i) {
