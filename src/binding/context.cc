@@ -297,7 +297,10 @@ BindingString* BindingContext::InternText(const HashedName& text) {
         Retain(found);
         return found;
     }
+    return InternAbsent(text);
+}
 
+BindingString* BindingContext::InternAbsent(const HashedName& text) {
     const std::size_t size = text.Text().size();
     void* record = AllocateRecord(BindingString::EntrySize(size));
     auto* entry = new (record) BindingString();

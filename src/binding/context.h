@@ -34,6 +34,9 @@ public:
     BindingString* Intern(const HashedName& text) {
         return text.IsLiteral() ? InternLiteral(text) : InternText(text);
     }
+    // The entry, with one reference, of a non-empty text that the table does not hold yet: for a
+    // caller that knows it is new, which spares the search.
+    BindingString* InternAbsent(const HashedName& text);
     // The entry of this text, or null; adds no reference.
     BindingString* Find(const HashedName& text) const;
     // One more reference to an entry of this context (or to the shared empty string).

@@ -200,32 +200,62 @@ void VisitValue(const BindingValue& value, BindingValueVisitor& visitor, std::si
 
 namespace Internal {
 
-// The strings met during one deep copy into another context, each with its entry in the target.
-// Names repeat across the records of a tree, so most of them are found here without hashing or
-// comparing text. A miss only costs the ordinary interning.
+// The strings met during one deep copy into another context, each with its entry in the target:
+// an open-addressed table keyed by the source's entry, with room for every string of the source
+// context at two thirds load at most, so nothing is ever pushed out. Names repeat across the
+// records of a tree, so most of them are found here without hashing or comparing text. When the
+// target's table was empty as the copy began, only this memo has filled it since, and a string the
+// memo has not met is new to the target as well: it is inserted without a search.
 struct CopyMemo {
-    static constexpr std::size_t kSlots = 128;
+    struct Slot {
+        const BindingString* from;
+        BindingString* to;
+    };
+    static constexpr std::size_t kLocalSlots = 128;
 
-    const BindingContext* sourceContext;
-    BindingContext* targetContext;
-    const BindingString* from[kSlots] = {};
-    BindingString* to[kSlots] = {};
+    CopyMemo(const BindingContext* source, BindingContext* target)
+        : sourceContext(source), targetContext(target), targetWasEmpty(target->StringCount() == 0) {
+        std::size_t count = 16;
+        // A copy within one context shares its strings and needs no table.
+        while (source != target && 2 * count < 3 * source->StringCount()) {
+            count *= 2;
+        }
+        slots = count <= kLocalSlots ? local : static_cast<Slot*>(Allocate(count * sizeof(Slot)));
+        mask = count - 1;
+        std::memset(static_cast<void*>(slots), 0, count * sizeof(Slot));
+    }
+    ~CopyMemo() {
+        if (slots != local) {
+            Release(slots);
+        }
+    }
+    CopyMemo(const CopyMemo&) = delete;
+    CopyMemo& operator=(const CopyMemo&) = delete;
 
     BindingString* Intern(BindingString* string) {
         if (sourceContext == targetContext || string->IsSharedEmpty()) {
             BindingContext::Retain(string);
             return string;
         }
-        const std::size_t slot = string->Hash() & (kSlots - 1);
-        if (from[slot] == string) {
-            BindingContext::Retain(to[slot]);
-            return to[slot];
+        std::size_t index = string->Hash() & mask;
+        for (; slots[index].from != nullptr; index = (index + 1) & mask) {
+            if (slots[index].from == string) {
+                BindingContext::Retain(slots[index].to);
+                return slots[index].to;
+            }
         }
-        BindingString* interned = targetContext->Intern(string->Name());
-        from[slot] = string;
-        to[slot] = interned;
+        BindingString* interned = targetWasEmpty ? targetContext->InternAbsent(string->Name())
+                                                 : targetContext->Intern(string->Name());
+        slots[index] = {string, interned};
         return interned;
     }
+
+    const BindingContext* sourceContext;
+    BindingContext* targetContext;
+    bool targetWasEmpty;
+    Slot* slots;
+    std::size_t mask;
+    Slot local[kLocalSlots];
 };
 
 void AdoptElements(BindingValue& collection, BindingValue* elements, std::size_t count) {
@@ -357,10 +387,10 @@ void BindingValue::AssignCopy(const BindingValue& source, BindingValue* clearAft
     // The copy is built beside the old content, which is released only afterwards: the source
     // may lie inside this value.
     BindingValue copy(&EnsureContext());
+    Internal::CopyMemo memo(source.context_, context_);
     if (source.context_ != context_ && context_->StringCount() == 0) {
         context_->ReserveStrings(source.context_->StringCount());
     }
-    Internal::CopyMemo memo{source.context_, context_};
     copy.CopyFrom(source, 0, memo);
     if (clearAfterCopy != nullptr) {
         clearAfterCopy->Reset();

@@ -42,6 +42,60 @@ TEST(StringTable, FieldNamesAndStringValuesShareEntries) {
     EXPECT_EQ(root.Context()->Find(HashedName("id"))->References(), 4u);
 }
 
+// A copy into another tree interns each text once there, with as many references as uses, both
+// into a fresh tree (whose entries are made without a search) and into one that holds some of
+// the texts already; a tree with more texts than the copy's table keeps on the stack is included.
+TEST(StringTable, ACopyInternsEachTextOnceInItsTarget) {
+    BindingValue source;
+    for (std::size_t i = 0; i < 300; ++i) {
+        BindingValue& item = source.At(i);
+        item.Field("name").SetString("text " + std::to_string(i));
+        item.Field("again").SetString("text " + std::to_string(i));
+    }
+    const std::size_t texts = source.Context()->StringCount();
+    ASSERT_EQ(texts, 302u);
+
+    const BindingValue fresh(source);
+    EXPECT_EQ(fresh.Context()->StringCount(), texts);
+    EXPECT_EQ(fresh.Context()->Find(HashedName("text 7"))->References(), 2u);
+    EXPECT_EQ(fresh.Context()->Find(HashedName("name"))->References(), 300u);
+
+    BindingValue holder;
+    holder.Field("text 5").SetString("text 6");
+    holder.Field("copy") = source;
+    EXPECT_EQ(holder.Context()->StringCount(), texts + 1);
+    EXPECT_EQ(holder.Context()->Find(HashedName("text 5"))->References(), 3u);
+    EXPECT_EQ(holder.Context()->Find(HashedName("text 6"))->References(), 3u);
+    EXPECT_EQ(holder.GetField("copy").GetAt(299).GetField("again").GetString(), "text 299");
+}
+
+// Literal names are known again by their address, which must never hand out an entry that
+// has gone, nor one of a name that merely shares the address's first bytes.
+TEST(StringTable, LiteralNamesShareEntriesWithTheSameTextFromAnywhere) {
+    using namespace NameLiterals;
+    BindingValue root;
+    root.Field("queueId"_name).SetSigned(1);
+    root.Field(std::string("queue") + "Id").SetSigned(2);
+    EXPECT_EQ(root.Size(), 1u);
+    EXPECT_EQ(root.GetField("queueId").GetSigned(), 2);
+    EXPECT_EQ(root.Context()->Find(HashedName("queueId"))->References(), 1u);
+
+    root.Reset();
+    EXPECT_EQ(root.Context()->StringCount(), 0u);
+    // The entry went with the field; the literal makes a new one.
+    root.Field("queueId"_name).SetSigned(3);
+    EXPECT_EQ(root.Context()->StringCount(), 1u);
+    EXPECT_EQ(root.GetField("queueId").GetSigned(), 3);
+
+    constexpr HashedName kLong = "queueIdentifier"_name;
+    constexpr HashedName kShort = HashedName::Literal(kLong.Text().data(), 5);
+    root.Field(kLong).SetSigned(4);
+    root.Field(kShort).SetSigned(5);
+    EXPECT_EQ(root.GetField("queue").GetSigned(), 5);
+    EXPECT_EQ(root.GetField("queueIdentifier").GetSigned(), 4);
+    EXPECT_EQ(root.Size(), 3u);
+}
+
 TEST(StringTable, EmptyTextIsTheSharedEntryAndNeverCounted) {
     BindingValue root;
     root.Field("a").SetString("");
