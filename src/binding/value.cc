@@ -105,7 +105,7 @@ void ReleaseNodes(BindingContext* context, StructureNode* node, Internal::Releas
     while (node != nullptr) {
         ReleaseNodes(context, node->Left(), pending);
         StructureNode* right = node->right;
-        context->ReleaseString(node->name);
+        context->ReleaseString(node->Name());
         ReleaseShallow(context, node->value, pending);
         context->ReleaseRecord(sizeof(StructureNode), node);
         node = right;
@@ -478,8 +478,8 @@ void BindingValue::CopyRecordsFrom(const BindingValue& source, std::size_t depth
 Internal::StructureNode* BindingValue::CloneNodes(const Internal::StructureNode* node,
                                                   std::size_t depth, Internal::CopyMemo& memo) {
     auto* clone = static_cast<StructureNode*>(context_->AllocateRecord(sizeof(StructureNode)));
-    clone->name = memo.Intern(node->name);
     new (&clone->value) BindingValue(context_);
+    clone->SetName(memo.Intern(node->Name()));
     const StructureNode* left = node->Left();
     clone->leftAndColour =
         (left != nullptr ? reinterpret_cast<std::uintptr_t>(CloneNodes(left, depth, memo)) : 0) |
@@ -812,7 +812,7 @@ void BindingValue::ForEachFieldImpl(FieldCallback callback, void* closure) const
     if (kind_ != BindingValueKind::Structure) {
         return;
     }
-    auto visit = [&](const StructureNode& node) { callback(closure, *node.name, node.value); };
+    auto visit = [&](const StructureNode& node) { callback(closure, *node.Name(), node.value); };
     Internal::ForEachNode(static_cast<const StructureData*>(payload_.record)->root, visit);
 }
 

@@ -235,6 +235,13 @@ private:
     BindingContext* context_ = nullptr;
     BindingValueKind kind_ = BindingValueKind::Empty;
     bool ownsContext_ = true;
+    // Bytes in what would be padding that a value's constructors zero and no other operation of
+    // the value touches: the record that holds a value may keep something of its own there. A
+    // structure node keeps its field name's address in them, which makes a node 40 bytes rather
+    // than 48.
+    std::uint8_t holderBytes_[6] = {};
 };
+
+static_assert(sizeof(BindingValue) == 24);
 
 }  // namespace Tavix::Client

@@ -18,6 +18,8 @@ inline constexpr char kFatalMaybeTypeWrongAlternative[] = "ALE-4A7E21C3";
 inline constexpr char kFatalSlabPoolOutOfMemory[] = "ALE-9B0D5F18";
 // A slab allocation asked for more than the largest size class.
 inline constexpr char kFatalSlabSizeOutOfRange[] = "ALE-2C61E8A4";
+// A string entry lies at an address above 48 bits, which no platform we build for hands out.
+inline constexpr char kFatalAddressBeyond48Bits[] = "ALE-5E3A9D27";
 
 // The messages logged before the first two codes, for `FatalReportWithMessage`.
 inline constexpr char kFutureErrorInAwaitMessage[] =

@@ -21,18 +21,31 @@ constexpr bool InlineBlocksHoldASlot() {
 static_assert(InlineBlocksHoldASlot());
 static_assert(kSlabPageSize / kSizeClassStep <= 0xFFFF, "slot numbers are 16-bit");
 
-// Cuts `block` into slots of `slotSize`, chains them, and puts the slab in front of the class's
-// list.
-Slab* MakeSlab(SizeClass& sizeClass, void* block, std::size_t blockSize, std::size_t slotSize) {
-    auto* slab = new (block) Slab();
-    slab->size = static_cast<std::uint16_t>(blockSize);
-    auto* base = static_cast<std::byte*>(block);
-    const std::size_t first = FirstUsableIndex(slotSize);
-    const std::size_t total = blockSize / slotSize;
-    for (std::size_t i = first; i + 1 < total; ++i) {
+// Slots of a page are chained in runs of about this many bytes.
+constexpr std::size_t kCutBytes = 512;
+
+// Chains slots [first, end) of the block at `base`; the last holds 0.
+void ChainSlots(std::byte* base, std::size_t first, std::size_t end, std::size_t slotSize) {
+    for (std::size_t i = first; i + 1 < end; ++i) {
         internal::WriteSlotIndex(base + i * slotSize, static_cast<std::uint16_t>(i + 1));
     }
-    internal::WriteSlotIndex(base + (total - 1) * slotSize, 0);
+    internal::WriteSlotIndex(base + (end - 1) * slotSize, 0);
+}
+
+// Makes `block` a slab of `slotSize` with its first `cut` slots chained (all when `cut` is 0),
+// and puts it in front of the class's list.
+Slab* MakeSlab(SizeClass& sizeClass, void* block, std::size_t blockSize, std::size_t slotSize,
+               std::size_t cut = 0) {
+    auto* slab = new (block) Slab();
+    slab->size = static_cast<std::uint16_t>(blockSize);
+    const std::size_t first = FirstUsableIndex(slotSize);
+    const std::size_t total = blockSize / slotSize;
+    const std::size_t end = cut != 0 && first + cut < total ? first + cut : total;
+    ChainSlots(static_cast<std::byte*>(block), first, end, slotSize);
+    if (end != total) {
+        sizeClass.cutting = slab;
+        sizeClass.cutEnd = static_cast<std::uint16_t>(end);
+    }
     slab->firstFree = static_cast<std::uint32_t>(first);
     slab->used = 0;
     slab->next = sizeClass.head;
@@ -84,6 +97,7 @@ void SlabContext::ReleaseAll() {
         }
         sizeClass.head = nullptr;
         sizeClass.full = nullptr;
+        sizeClass.cutting = nullptr;
         MakeSlab(sizeClass, sizeClass.inlineBlock, kInlineBlockSize, sizeClass.slotSize);
     }
 }
@@ -127,7 +141,25 @@ Slab* AddSlab(SlabContext& context, SizeClass& sizeClass, std::size_t slotSize) 
         return MakeSlab(sizeClass, sizeClass.inlineBlock, kInlineBlockSize, slotSize);
     }
     ++sizeClass.pagesHeld;
-    return MakeSlab(sizeClass, context.Pool().AcquirePage(), kSlabPageSize, slotSize);
+    return MakeSlab(sizeClass, context.Pool().AcquirePage(), kSlabPageSize, slotSize,
+                    kCutBytes / slotSize);
+}
+
+bool CutMore(SizeClass& sizeClass, Slab* slab, std::size_t slotSize) {
+    if (slab != sizeClass.cutting) {
+        return false;
+    }
+    const std::size_t first = sizeClass.cutEnd;
+    const std::size_t total = kSlabPageSize / slotSize;
+    std::size_t end = first + kCutBytes / slotSize;
+    if (end >= total) {
+        end = total;
+        sizeClass.cutting = nullptr;
+    }
+    ChainSlots(reinterpret_cast<std::byte*>(slab), first, end, slotSize);
+    sizeClass.cutEnd = static_cast<std::uint16_t>(end);
+    slab->firstFree = static_cast<std::uint32_t>(first);
+    return true;
 }
 
 void ReturnPageSlab(SlabContext& context, SizeClass& sizeClass, Slab* slab) {
@@ -138,6 +170,9 @@ void ReturnPageSlab(SlabContext& context, SizeClass& sizeClass, Slab* slab) {
     }
     if (slab->next != nullptr) {
         slab->next->previous = slab->previous;
+    }
+    if (slab == sizeClass.cutting) {
+        sizeClass.cutting = nullptr;
     }
     --sizeClass.pagesHeld;
     context.Pool().ReleasePage(slab);

@@ -49,9 +49,14 @@ struct SizeClass {
     // Pages that are full, linked through the same fields; the inline slab is never here. They
     // are known so that a context that goes away can hand back every page at once.
     Slab* full = nullptr;
+    // The page whose slots are being cut, a run at a time, and the number of its first uncut
+    // slot. A page is chained only as far as it is used: a class that holds a few records of a
+    // tree never writes the chain of a whole page.
+    Slab* cutting = nullptr;
     // Pages of the pool that the class holds now; kept on the slow paths only.
     std::uint32_t pagesHeld = 0;
     std::uint16_t slotSize = 0;
+    std::uint16_t cutEnd = 0;
     alignas(16) std::byte inlineBlock[kInlineBlockSize];
 
     // Provided, so that making a table does not zero the inline blocks first.
@@ -121,6 +126,9 @@ namespace internal {
 SizeClass& SizeClassOutOfRange(SlabContext& context, std::size_t size);
 // A slab for a class whose list is empty: its inline block on first use, later a page.
 Slab* AddSlab(SlabContext& context, SizeClass& sizeClass, std::size_t slotSize);
+// Chains the next run of uncut slots of the page being cut, when `slab` is that page, and makes
+// it the slab's free chain; false when the slab has no uncut slot.
+bool CutMore(SizeClass& sizeClass, Slab* slab, std::size_t slotSize);
 void ReturnPageSlab(SlabContext& context, SizeClass& sizeClass, Slab* slab);
 
 inline void PushFull(SizeClass& sizeClass, Slab* slab) {
@@ -188,7 +196,7 @@ inline void* Allocate(SlabContext& context, std::size_t size) {
     const std::uint16_t next = internal::ReadSlotIndex(slot);
     ++slab->used;
     slab->firstFree = next;
-    if (next == 0) {
+    if (next == 0 && !internal::CutMore(sizeClass, slab, slotSize)) {
         // Full: off the list until a slot comes back.
         sizeClass.head = slab->next;
         if (slab->next != nullptr) {

@@ -2,8 +2,10 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cstdint>
 #include <cstring>
+#include <iterator>
 #include <set>
 #include <utility>
 #include <vector>
@@ -338,6 +340,42 @@ TEST_F(SlabTest, ClearHandsBackEveryPageAndTheTable) {
 
 // Pages handed back in groups, from two regions at once, are counted as one by one and give
 // both regions back; a group may hold pages that are not the pool's.
+// A page is chained a run at a time, as far as it is used. Batches that fill pages, empty them
+// in either order and fill them again must get every slot once, and the pages must all go back.
+TEST_F(SlabTest, PagesCutInRunsHandOutEverySlotOnce) {
+    for (std::size_t size : {4, 8, 40, 72}) {
+        for (int round = 0; round < 3; ++round) {
+            std::vector<void*> slots;
+            for (int i = 0; i < 1024; ++i) {
+                slots.push_back(Allocate(context, size));
+            }
+            std::set<std::uintptr_t> distinct;
+            for (void* slot : slots) {
+                distinct.insert(Address(slot));
+            }
+            ASSERT_EQ(distinct.size(), slots.size()) << size << " round " << round;
+            for (auto it = distinct.begin(); std::next(it) != distinct.end(); ++it) {
+                ASSERT_GE(*std::next(it) - *it, size) << size;
+            }
+            if (round % 2 == 0) {
+                std::reverse(slots.begin(), slots.end());
+            }
+            // Half back and half again in the middle of a page being cut.
+            for (std::size_t i = 0; i < slots.size(); i += 2) {
+                Release(context, size, slots[i]);
+            }
+            for (std::size_t i = 0; i < slots.size(); i += 2) {
+                slots[i] = Allocate(context, size);
+            }
+            for (void* slot : slots) {
+                Release(context, size, slot);
+            }
+            EXPECT_EQ(context.PagesHeld(), 0u) << size;
+        }
+    }
+    EXPECT_EQ(Stats().pagesInUse, 0u);
+}
+
 TEST(SlabPoolTest, ABatchGivesBackPagesOfSeveralRegionsUnderOneLock) {
     SlabPool pool;
     std::vector<void*> pages;

@@ -209,10 +209,11 @@ private:
                 continue;  // dropped as a repeat
             }
             auto* node = static_cast<StructureNode*>(context.AllocateRecord(sizeof(StructureNode)));
-            node->name = names[i];
-            // Values hold no pointer into themselves, so their bytes can move.
+            // Values hold no pointer into themselves, so their bytes can move; the name goes in
+            // after them.
             std::memcpy(static_cast<void*>(&node->value), static_cast<const void*>(&values[i]),
                         sizeof(BindingValue));
+            node->SetName(names[i]);
             nodes[kept++] = node;
         }
         BuildFromAscending(*BindingValueAccess::Structure(structure), nodes, kept);

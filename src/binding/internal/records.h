@@ -3,11 +3,14 @@
 // structure point to. Every record comes from the context's slabs; element arrays and blob bytes
 // come from the heap.
 
+#include <bit>
 #include <cstddef>
 #include <cstdint>
+#include <cstring>
 #include <vector>
 
 #include "binding/value.h"
+#include "support/fatal.h"
 
 namespace Tavix::Client {
 
@@ -32,12 +35,18 @@ struct CollectionHeader {
     std::size_t Capacity() const { return static_cast<std::size_t>(capacity - begin); }
 };
 
-// A node of the red-black tree of a structure. The colour lives in the low bit of the left link,
-// which keeps a node at 48 bytes.
+// User space on the platforms we build for lies below this address, so the address of a string
+// entry fits in the six bytes a value leaves free.
+inline constexpr std::uintptr_t kHeldAddressLimit = std::uintptr_t{1} << 48;
+static_assert(std::endian::native == std::endian::little && sizeof(void*) == 8,
+              "a name's address is kept as the low six bytes of a 64-bit word");
+
+// A node of the red-black tree of a structure: 40 bytes. The colour lives in the low bit of the
+// left link, and the field name's address in the six bytes of the value that the value leaves
+// to its holder.
 struct StructureNode {
     std::uintptr_t leftAndColour;
     StructureNode* right;
-    BindingString* name;
     BindingValue value;
 
     StructureNode* Left() const {
@@ -48,6 +57,11 @@ struct StructureNode {
     }
     bool IsRed() const { return (leftAndColour & 1) != 0; }
     void SetRed(bool red) { leftAndColour = (leftAndColour & ~std::uintptr_t{1}) | (red ? 1 : 0); }
+
+    // Set after the value is made: making a value zeroes these bytes, and moving a value's bytes
+    // into the node overwrites them.
+    inline BindingString* Name() const;
+    inline void SetName(BindingString* name);
 };
 
 struct StructureData {
@@ -67,7 +81,7 @@ void AdoptElements(BindingValue& collection, BindingValue* elements, std::size_t
 
 static_assert(sizeof(BlobHeader) <= 24);
 static_assert(sizeof(CollectionHeader) == 24);
-static_assert(sizeof(StructureNode) == 48);
+static_assert(sizeof(StructureNode) == 40);
 static_assert(sizeof(StructureData) == 32);
 static_assert(sizeof(BindingEnumValue) == 16);
 
@@ -89,6 +103,38 @@ struct BindingValueAccess {
     static BindingEnumValue* Enum(const BindingValue& value) {
         return static_cast<BindingEnumValue*>(value.payload_.record);
     }
+    // The six bytes a value leaves to its holder, as the low 48 bits of a word (little-endian).
+    // Read and written as four bytes and two, always the same way: a load that spans stores of
+    // other widths cannot take its bytes from them and waits for them to reach the cache.
+    static std::uintptr_t HolderBits(const BindingValue& value) {
+        std::uint32_t low;
+        std::uint16_t high;
+        std::memcpy(&low, value.holderBytes_, sizeof low);
+        std::memcpy(&high, value.holderBytes_ + sizeof low, sizeof high);
+        return std::uintptr_t{low} | (std::uintptr_t{high} << 32);
+    }
+    static void SetHolderBits(BindingValue& value, std::uintptr_t bits) {
+        const auto low = static_cast<std::uint32_t>(bits);
+        const auto high = static_cast<std::uint16_t>(bits >> 32);
+        std::memcpy(value.holderBytes_, &low, sizeof low);
+        std::memcpy(value.holderBytes_ + sizeof low, &high, sizeof high);
+    }
 };
+
+namespace Internal {
+
+inline BindingString* StructureNode::Name() const {
+    return reinterpret_cast<BindingString*>(BindingValueAccess::HolderBits(value));
+}
+
+inline void StructureNode::SetName(BindingString* name) {
+    const auto address = reinterpret_cast<std::uintptr_t>(name);
+    if (address >= kHeldAddressLimit) [[unlikely]] {
+        FatalReport(kFatalAddressBeyond48Bits);
+    }
+    BindingValueAccess::SetHolderBits(value, address);
+}
+
+}  // namespace Internal
 
 }  // namespace Tavix::Client

@@ -63,11 +63,11 @@ std::uint32_t PrefixOf(std::string_view name) {
 // Orders `name`, whose prefix is `prefix`, against a node's name. The prefixes decide nearly
 // every comparison without a look at the texts.
 int CompareWithNode(std::string_view name, std::uint32_t prefix, const StructureNode* node) {
-    const std::uint32_t other = node->name->Prefix();
+    const std::uint32_t other = node->Name()->Prefix();
     if (prefix != other) {
         return prefix < other ? -1 : 1;
     }
-    return CompareNames(name, node->name->View());
+    return CompareNames(name, node->Name()->View());
 }
 
 }  // namespace
@@ -147,13 +147,13 @@ StructureNode* FindOrInsert(StructureData& data, std::string_view name, const Ha
     auto* created = static_cast<StructureNode*>(context.AllocateRecord(sizeof(StructureNode)));
     created->leftAndColour = 1;  // red, no left child
     created->right = nullptr;
+    new (&created->value) BindingValue(&context);
     if (interned != nullptr) {
         BindingContext::Retain(interned);
-        created->name = interned;
+        created->SetName(interned);
     } else {
-        created->name = context.Intern(hashed != nullptr ? *hashed : HashedName(name));
+        created->SetName(context.Intern(hashed != nullptr ? *hashed : HashedName(name)));
     }
-    new (&created->value) BindingValue(&context);
     ++data.count;
     if (greatest) {
         data.last = created;
@@ -249,10 +249,10 @@ int CheckTree(const StructureNode* node) {
         ((left != nullptr && left->IsRed()) || (right != nullptr && right->IsRed()))) {
         return -1;
     }
-    if (left != nullptr && CompareNames(left->name->View(), node->name->View()) >= 0) {
+    if (left != nullptr && CompareNames(left->Name()->View(), node->Name()->View()) >= 0) {
         return -1;
     }
-    if (right != nullptr && CompareNames(right->name->View(), node->name->View()) <= 0) {
+    if (right != nullptr && CompareNames(right->Name()->View(), node->Name()->View()) <= 0) {
         return -1;
     }
     const int leftHeight = CheckTree(left);
