@@ -475,6 +475,35 @@ TEST(BindingValueMove, WithinOneContextHandsTheRecordsOver) {
     EXPECT_EQ(text->References(), 1u);
 }
 
+// A field's node keeps its name in bytes of the field's value that no operation of the value
+// may touch: every way of writing the value must leave the name as it was.
+TEST(BindingStructure, EveryWayOfWritingAFieldKeepsItsName) {
+    BindingValue other;
+    other.Field("inner").SetString("from another tree");
+    BindingValue root;
+    root.Field("copy") = other;
+    root.Field("moved") = BindingValue(other);
+    root.Field("within") = std::move(root.Field("copy").Field("inner"));
+    root.Field("reset").SetSigned(1);
+    root.Field("reset").Reset();
+    root.Field("shapes").At(3).SetFloat(1.5);
+    root.Field("shapes").MakeStructure();
+    root.Field("shapes").SetBlob(std::vector<std::uint8_t>{1, 2});
+    root.Field("shapes").SetEnum(4, nullptr);
+    root.Field("swap") = root.GetField("moved");
+    root.Field("swap") = std::move(other);
+
+    std::vector<std::string> names;
+    root.ForEachField(
+        [&](const BindingString& name, const BindingValue&) { names.emplace_back(name.View()); });
+    EXPECT_EQ(names,
+              (std::vector<std::string>{"copy", "moved", "reset", "shapes", "swap", "within"}));
+    EXPECT_EQ(root.GetField("within").GetString(), "from another tree");
+    EXPECT_EQ(root.GetField("shapes").GetEnum().number, 4);
+    EXPECT_TRUE(root.HasField("reset"));
+    EXPECT_EQ(root.GetField("swap").GetField("inner").GetString(), "from another tree");
+}
+
 TEST(BindingStructure, FieldsPastTheGreatestNameAfterACopyKeepTheOrder) {
     BindingValue original;
     std::vector<std::string> names;
