@@ -3,7 +3,7 @@
 // `BindingString` per distinct text, counted by reference within their context.
 //
 // An entry is a pooled record of at most 72 bytes: a 20-byte head, then the text itself when it
-// fits (up to 51 bytes), or else a pointer to it in one of the context's text pages (the heap for
+// fits (up to 51 bytes), or else a pointer to it in one of the context's bulk pages (the heap for
 // texts beyond a kilobyte).
 
 #include <cstddef>

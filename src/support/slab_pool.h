@@ -17,32 +17,6 @@ inline constexpr std::size_t kSlabPagesPerRegion = kSlabRegionSize / kSlabPageSi
 // system in 64 KiB regions, hands out their pages one at a time, and gives a region back as soon
 // as all sixteen of its pages have come back. One plain mutex guards it; nothing else runs under
 // that mutex.
-class SlabPool;
-
-// Pages on their way back to a pool, handed over in groups so that the pool's lock is taken once
-// a group rather than once a page.
-class PageBatch {
-public:
-    explicit PageBatch(SlabPool& pool) : pool_(pool) {}
-    ~PageBatch() { Flush(); }
-    PageBatch(const PageBatch&) = delete;
-    PageBatch& operator=(const PageBatch&) = delete;
-
-    void Add(void* page) {
-        if (count_ == kCapacity) {
-            Flush();
-        }
-        pages_[count_++] = page;
-    }
-    void Flush();
-
-private:
-    static constexpr std::size_t kCapacity = 64;
-    SlabPool& pool_;
-    std::size_t count_ = 0;
-    void* pages_[kCapacity];
-};
-
 class SlabPool {
 public:
     // Where regions come from: `map` returns a zeroed, read-write, 64 KiB-aligned block of
@@ -106,6 +80,30 @@ private:
     std::unordered_map<std::uintptr_t, Region*> pageTable_;
     std::unordered_set<Region*> availableRegions_;
     Statistics statistics_;
+};
+
+// Pages on their way back to a pool, handed over in groups so that the pool's lock is taken once
+// a group rather than once a page.
+class PageBatch {
+public:
+    explicit PageBatch(SlabPool& pool) : pool_(pool) {}
+    ~PageBatch() { Flush(); }
+    PageBatch(const PageBatch&) = delete;
+    PageBatch& operator=(const PageBatch&) = delete;
+
+    void Add(void* page) {
+        if (count_ == kCapacity) {
+            Flush();
+        }
+        pages_[count_++] = page;
+    }
+    void Flush();
+
+private:
+    static constexpr std::size_t kCapacity = 64;
+    SlabPool& pool_;
+    std::size_t count_ = 0;
+    void* pages_[kCapacity];
 };
 
 }  // namespace Tavix::Client

@@ -1,7 +1,7 @@
 #pragma once
 // The pooled records behind the payload of a value: what a blob, an enum, a collection and a
-// structure point to. Every record comes from the context's slabs; element arrays and blob bytes
-// come from the heap.
+// structure point to. Every record comes from the context's slabs; element arrays come from the
+// slabs, the context's bulk pages or the heap by their size, and blob bytes from the heap.
 
 #include <bit>
 #include <cstddef>
@@ -23,7 +23,7 @@ struct BlobHeader {
     std::vector<std::uint8_t> bytes;
 };
 
-// Element arrays of up to this many values come from the slabs, larger ones from the heap.
+// Element arrays of up to this many values come from the slabs.
 inline constexpr std::size_t kPooledElements = 72 / sizeof(BindingValue);
 
 struct CollectionHeader {
