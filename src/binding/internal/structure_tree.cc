@@ -133,14 +133,20 @@ StructureNode* FindOrInsert(StructureData& data, std::string_view name, const Ha
         }
     }
     while (node != nullptr) {
-        const int order = CompareWithNode(name, prefix, node);
-        if (order == 0) {
-            return node;
+        // The prefixes alone decide nearly every step.
+        const std::uint32_t other = node->Name()->Prefix();
+        bool right = prefix > other;
+        if (prefix == other) [[unlikely]] {
+            const int order = CompareNames(name, node->Name()->View());
+            if (order == 0) {
+                return node;
+            }
+            right = order > 0;
         }
         path[depth] = node;
-        wentRight[depth] = order > 0;
+        wentRight[depth] = right;
         ++depth;
-        node = order > 0 ? node->right : node->Left();
+        node = right ? node->right : node->Left();
     }
 
     BindingContext& context = *data.context;
