@@ -241,9 +241,9 @@ TEST(ValueMemory, TheLastBulkPieceGrowsInPlace) {
     EXPECT_EQ(root.GetField("other").GetAt(5).GetSigned(), 5);
 }
 
-// Long texts are cut from pages of their own; a page goes once its last text has, and texts
+// Long texts are cut from the bulk pages; a page goes once its last piece has, and texts
 // beyond a kilobyte come from the heap.
-TEST(ValueMemory, LongTextsShareTextPagesThatGoWithTheirLastText) {
+TEST(ValueMemory, LongTextsShareBulkPagesThatGoWithTheirLastText) {
     const std::uint64_t before = LiveBytes();
     const std::size_t pagesBefore = SlabPool::Instance().GetStatistics().pagesInUse;
     {
