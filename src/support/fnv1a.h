@@ -24,8 +24,17 @@ constexpr std::uint32_t Fnv1a(const void* data, std::size_t size,
 
 constexpr std::uint32_t Fnv1a(std::string_view text) {
     std::uint32_t hash = kFnv1aBasis;
-    for (char c : text) {
-        hash = (hash ^ static_cast<unsigned char>(c)) * kFnv1aPrime;
+    std::size_t i = 0;
+    // Each step waits for the one before, so unrolling saves no latency; it leaves fewer
+    // instructions in flight, and the work around the hash overlaps it better.
+    for (; i + 4 <= text.size(); i += 4) {
+        hash = (hash ^ static_cast<unsigned char>(text[i])) * kFnv1aPrime;
+        hash = (hash ^ static_cast<unsigned char>(text[i + 1])) * kFnv1aPrime;
+        hash = (hash ^ static_cast<unsigned char>(text[i + 2])) * kFnv1aPrime;
+        hash = (hash ^ static_cast<unsigned char>(text[i + 3])) * kFnv1aPrime;
+    }
+    for (; i < text.size(); ++i) {
+        hash = (hash ^ static_cast<unsigned char>(text[i])) * kFnv1aPrime;
     }
     return hash;
 }
