@@ -354,7 +354,9 @@ void BindingContext::ReserveStrings(std::size_t count) {
 }
 
 void BindingContext::Grow() {
-    Rehash(bucketCount_ * 2);
+    // Small tables grow fourfold, which halves the rehashes a tree makes while it is built;
+    // large ones double, so that a table is never more than twice the size it needs.
+    Rehash(bucketCount_ < kQuickGrowthBuckets ? bucketCount_ * 4 : bucketCount_ * 2);
 }
 
 void BindingContext::Rehash(std::uint32_t count) {

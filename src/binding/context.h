@@ -103,6 +103,7 @@ private:
     void ResetTable();
 
     static constexpr std::uint32_t kInitialBuckets = 8;
+    static constexpr std::uint32_t kQuickGrowthBuckets = 1024;
 
     char* AllocateText(std::size_t bytes);
     void ReleaseText(char* text, std::size_t bytes);
