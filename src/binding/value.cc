@@ -68,6 +68,49 @@ void ReleaseElements(BindingContext& context, BindingValue* begin, std::size_t c
     }
 }
 
+// The capacity a full collection grows to so that it holds `needed` elements.
+std::size_t GrownCapacity(std::size_t capacity, std::size_t needed) {
+    std::size_t grown = capacity + capacity / 2;
+    // Appending one by one would otherwise walk through every pooled size and then take small
+    // bulk pieces: a new array fills the largest pooled slot, and the first bulk piece has room
+    // to spare.
+    if (capacity < Internal::kPooledElements) {
+        grown = Internal::kPooledElements;
+    } else if (grown < kFirstBulkElements) {
+        grown = kFirstBulkElements;
+    }
+    if (grown > kBindingMaxElements) {
+        grown = kBindingMaxElements;
+    }
+    return grown > needed ? grown : needed;
+}
+
+// Moves the elements to an array of `count` places, more than the collection has.
+void GrowElements(BindingContext& context, CollectionHeader& header, std::size_t count) {
+    const std::size_t size = header.Size();
+    const std::size_t capacity = header.Capacity();
+    // Values hold no pointer into themselves, so their bytes can move with the array.
+    BindingValue* begin;
+    if (capacity > kBulkElements) {
+        begin = static_cast<BindingValue*>(context.ReallocateHeapArray(
+            static_cast<void*>(header.begin), count * sizeof(BindingValue)));
+    } else if (capacity > Internal::kPooledElements && count <= kBulkElements) {
+        begin = static_cast<BindingValue*>(
+            context.ResizeBulk(header.begin, capacity * sizeof(BindingValue),
+                               count * sizeof(BindingValue), size * sizeof(BindingValue)));
+    } else {
+        begin = AllocateElements(context, count);
+        if (size != 0) {
+            std::memcpy(static_cast<void*>(begin), static_cast<const void*>(header.begin),
+                        size * sizeof(BindingValue));
+        }
+        ReleaseElements(context, header.begin, capacity);
+    }
+    header.begin = begin;
+    header.end = begin + size;
+    header.capacity = begin + count;
+}
+
 bool HasChildren(const BindingValue& value) {
     return (value.Kind() == BindingValueKind::Collection ||
             value.Kind() == BindingValueKind::Structure) &&
@@ -128,6 +171,8 @@ void ReleaseContainers(BindingContext* context, Internal::ReleaseStack& pending)
         } else {
             auto* data = static_cast<StructureData*>(record);
             ReleaseNodes(context, data->root, pending);
+            // The unordered fields have no left links: the same walk follows their list.
+            ReleaseNodes(context, data->unordered, pending);
             context->ReleaseRecord(sizeof(StructureData), data);
         }
     }
@@ -161,7 +206,9 @@ void ReleaseHeapParts(const BindingValue& root) {
             }
         } else {
             auto visitNode = [&visit](StructureNode& node) { visit(node.value); };
-            Internal::ForEachNode(static_cast<StructureData*>(record)->root, visitNode);
+            const auto* data = static_cast<StructureData*>(record);
+            Internal::ForEachNode(data->root, visitNode);
+            Internal::ForEachNode(data->unordered, visitNode);
         }
     }
 }
@@ -456,13 +503,12 @@ void BindingValue::CopyRecordsFrom(const BindingValue& source, std::size_t depth
                 LogTooDeep("Copy");
                 return;
             }
-            const StructureData* from = BindingValueAccess::Structure(source);
+            // Ordering the source's fields changes none of its content.
+            StructureData* from = BindingValueAccess::Structure(source);
+            Internal::OrderFields(*from);
             StructureData* data = BindingValueAccess::Structure(*this);
             if (from->root != nullptr) {
                 data->root = CloneNodes(from->root, depth + 1, memo);
-                for (StructureNode* node = data->root; node != nullptr; node = node->right) {
-                    data->last = node;
-                }
             }
             data->count = from->count;
             return;
@@ -559,31 +605,9 @@ bool BindingValue::Reserve(std::size_t count) {
         return false;
     }
     auto* header = static_cast<CollectionHeader*>(payload_.record);
-    if (count <= header->Capacity()) {
-        return true;
+    if (count > header->Capacity()) {
+        GrowElements(*context_, *header, count);
     }
-    const std::size_t size = header->Size();
-    const std::size_t capacity = header->Capacity();
-    // Values hold no pointer into themselves, so their bytes can move with the array.
-    BindingValue* begin;
-    if (capacity > kBulkElements) {
-        begin = static_cast<BindingValue*>(context_->ReallocateHeapArray(
-            static_cast<void*>(header->begin), count * sizeof(BindingValue)));
-    } else if (capacity > Internal::kPooledElements && count <= kBulkElements) {
-        begin = static_cast<BindingValue*>(
-            context_->ResizeBulk(header->begin, capacity * sizeof(BindingValue),
-                                 count * sizeof(BindingValue), size * sizeof(BindingValue)));
-    } else {
-        begin = AllocateElements(*context_, count);
-        if (size != 0) {
-            std::memcpy(static_cast<void*>(begin), static_cast<const void*>(header->begin),
-                        size * sizeof(BindingValue));
-        }
-        ReleaseElements(*context_, header->begin, capacity);
-    }
-    header->begin = begin;
-    header->end = begin + size;
-    header->capacity = begin + count;
     return true;
 }
 
@@ -600,20 +624,7 @@ BindingValue& BindingValue::At(std::size_t index) {
     }
     const std::size_t needed = index + 1;
     if (needed > header->Capacity()) {
-        const std::size_t capacity = header->Capacity();
-        std::size_t grown = capacity + capacity / 2;
-        // Appending one by one would otherwise walk through every pooled size and then take
-        // small bulk pieces: a new array fills the largest pooled slot, and the first bulk piece
-        // has room to spare.
-        if (capacity < Internal::kPooledElements) {
-            grown = Internal::kPooledElements;
-        } else if (grown < kFirstBulkElements) {
-            grown = kFirstBulkElements;
-        }
-        if (grown > kBindingMaxElements) {
-            grown = kBindingMaxElements;
-        }
-        Reserve(grown > needed ? grown : needed);
+        GrowElements(*context_, *header, GrownCapacity(header->Capacity(), needed));
     }
     for (BindingValue* element = header->end; element != header->begin + needed; ++element) {
         new (element) BindingValue(context_);
@@ -623,29 +634,38 @@ BindingValue& BindingValue::At(std::size_t index) {
 }
 
 BindingValue& BindingValue::Append() {
-    if (kind_ == BindingValueKind::Collection) {
-        auto* header = static_cast<CollectionHeader*>(payload_.record);
-        // Room left: the common case of a builder's loop.
-        if (header->end != header->capacity) {
-            BindingValue* element = new (header->end) BindingValue(context_);
-            ++header->end;
-            return *element;
+    if (kind_ != BindingValueKind::Collection) {
+        // Any other kind has a size, and the collection that replaces it starts with as many
+        // empty elements before the new one.
+        if (kind_ != BindingValueKind::Empty) {
+            return At(Size());
         }
-        return At(header->Size());
+        MakeCollection();
     }
-    return At(Size());
+    auto* header = static_cast<CollectionHeader*>(payload_.record);
+    if (header->end == header->capacity) [[unlikely]] {
+        const std::size_t size = header->Size();
+        if (size >= kBindingMaxElements) {
+            return At(size);
+        }
+        GrowElements(*context_, *header, GrownCapacity(header->Capacity(), size + 1));
+    }
+    BindingValue* element = new (header->end) BindingValue(context_);
+    ++header->end;
+    return *element;
 }
 
 BindingValue& BindingValue::Field(std::string_view name) {
     MakeStructure();
-    return Internal::FindOrInsertNode(*static_cast<StructureData*>(payload_.record), name, nullptr)
-        ->value;
+    return Internal::FindOrInsertNode(*static_cast<StructureData*>(payload_.record), name)->value;
 }
 
 BindingValue& BindingValue::Field(const HashedName& name) {
     MakeStructure();
-    return Internal::FindOrInsertNode(*static_cast<StructureData*>(payload_.record), name.Text(),
-                                      &name)
+    // With its hash at hand, interning the name first is cheap, and the search then compares
+    // addresses only.
+    BindingString* interned = context_->Intern(name);
+    return Internal::FindOrInsertNode(*static_cast<StructureData*>(payload_.record), interned)
         ->value;
 }
 
@@ -813,7 +833,10 @@ void BindingValue::ForEachFieldImpl(FieldCallback callback, void* closure) const
         return;
     }
     auto visit = [&](const StructureNode& node) { callback(closure, *node.Name(), node.value); };
-    Internal::ForEachNode(static_cast<const StructureData*>(payload_.record)->root, visit);
+    // Putting the fields in order changes none of the structure's content.
+    auto* data = static_cast<StructureData*>(payload_.record);
+    Internal::OrderFields(*data);
+    Internal::ForEachNode(data->root, visit);
 }
 
 void BindingValue::Visit(BindingValueVisitor& visitor) const {

@@ -252,6 +252,50 @@ TEST(BindingStructure, SecondFieldOfANameIsTheFirstOne) {
     EXPECT_EQ(value.GetField("x").GetSigned(), 2);
 }
 
+// New fields wait unordered until a walk needs the order, and every way of finding a field
+// must see them there as well as in the tree.
+TEST(BindingStructure, FieldsAreFoundBeforeAndAfterTheyTakeTheirPlace) {
+    std::vector<std::string> names;
+    for (int i = 0; i < 3 * static_cast<int>(Internal::kMaxUnordered) + 5; ++i) {
+        // Shared first bytes, so that the prefixes alone cannot tell the names apart.
+        names.push_back("name" + std::to_string(i * 37 % 101));
+    }
+    BindingValue value;
+    std::vector<const BindingValue*> addresses;
+    for (std::size_t i = 0; i < names.size(); ++i) {
+        // Hashed names take the path that interns first and matches addresses.
+        addresses.push_back(&value.Field(HashedName(names[i])));
+        value.Field(HashedName(names[i])).SetSigned(static_cast<std::int64_t>(i));
+        if (i == names.size() / 2) {
+            EXPECT_EQ(FieldNames(value).size(), i + 1);  // orders what is there so far
+        }
+        for (std::size_t j = 0; j <= i; ++j) {
+            ASSERT_TRUE(value.HasField(names[j])) << i << " " << j;
+            ASSERT_EQ(&value.GetField(names[j]), addresses[j]) << i << " " << j;
+            ASSERT_EQ(&value.Field(std::string_view(names[j])), addresses[j]) << i << " " << j;
+            ASSERT_EQ(&value.Field(HashedName(names[j])), addresses[j]) << i << " " << j;
+        }
+        ASSERT_EQ(value.Size(), i + 1);
+    }
+    EXPECT_FALSE(value.HasField("name"));
+    EXPECT_FALSE(value.HasField("name1000"));
+    // Finding a field takes no reference to its name: each name is held by its node alone.
+    BindingContext* context = value.Context();
+    for (const std::string& name : names) {
+        ASSERT_EQ(context->Find(HashedName(name))->References(), 1u) << name;
+    }
+    EXPECT_GT(Internal::CheckTree(*BindingValueAccess::Structure(value)), 0);
+    std::vector<std::string> sorted = names;
+    std::sort(sorted.begin(), sorted.end());
+    EXPECT_EQ(FieldNames(value), sorted);
+    for (std::size_t i = 0; i < names.size(); ++i) {
+        EXPECT_EQ(value.GetField(names[i]).GetSigned(), static_cast<std::int64_t>(i));
+    }
+    value.Reset();
+    EXPECT_EQ(context->StringCount(), 0u);
+    EXPECT_EQ(context->OutstandingRecords(), 1u);  // the string table's buckets
+}
+
 TEST(BindingStructure, NamesWithANulDoNotMeetTheirPrefix) {
     BindingValue value;
     value.Field(std::string_view("a\0b", 3)).SetSigned(1);
@@ -275,7 +319,7 @@ TEST(BindingStructure, StaysABalancedOrderedTreeUnderManyInsertions) {
     }
     std::sort(names.begin(), names.end());
     EXPECT_EQ(FieldNames(value), names);
-    const int blackHeight = Internal::CheckTree(BindingValueAccess::Structure(value)->root);
+    const int blackHeight = Internal::CheckTree(*BindingValueAccess::Structure(value));
     EXPECT_GT(blackHeight, 0);
     // A red-black tree of 2000 nodes has a black height of at most log2(2001) + 1.
     EXPECT_LE(blackHeight, 12);
@@ -290,8 +334,8 @@ TEST(BindingStructure, StaysABalancedOrderedTreeUnderManyInsertions) {
         std::snprintf(name, sizeof name, "%04d", 1000 - i);
         descending.Field(name);
     }
-    EXPECT_GT(Internal::CheckTree(BindingValueAccess::Structure(ascending)->root), 0);
-    EXPECT_GT(Internal::CheckTree(BindingValueAccess::Structure(descending)->root), 0);
+    EXPECT_GT(Internal::CheckTree(*BindingValueAccess::Structure(ascending)), 0);
+    EXPECT_GT(Internal::CheckTree(*BindingValueAccess::Structure(descending)), 0);
 }
 
 class RecordingVisitor : public BindingValueVisitor {
@@ -504,7 +548,7 @@ TEST(BindingStructure, EveryWayOfWritingAFieldKeepsItsName) {
     EXPECT_EQ(root.GetField("swap").GetField("inner").GetString(), "from another tree");
 }
 
-TEST(BindingStructure, FieldsPastTheGreatestNameAfterACopyKeepTheOrder) {
+TEST(BindingStructure, FieldsAddedAfterACopyKeepTheOrder) {
     BindingValue original;
     std::vector<std::string> names;
     for (int i = 0; i < 100; ++i) {
@@ -518,13 +562,13 @@ TEST(BindingStructure, FieldsPastTheGreatestNameAfterACopyKeepTheOrder) {
         names.push_back("a" + std::to_string(100 + i));
         copy.Field(names.back());
     }
-    // The greatest name so far is found, not added again.
+    // A name added a moment ago is found, not added again.
     copy.Field("z149").SetSigned(-1);
     std::sort(names.begin(), names.end());
     EXPECT_EQ(FieldNames(copy), names);
     EXPECT_EQ(copy.Size(), 200u);
     EXPECT_EQ(copy.GetField("z149").GetSigned(), -1);
-    EXPECT_GT(Internal::CheckTree(BindingValueAccess::Structure(copy)->root), 0);
+    EXPECT_GT(Internal::CheckTree(*BindingValueAccess::Structure(copy)), 0);
     EXPECT_EQ(original.Size(), 100u);
 }
 
