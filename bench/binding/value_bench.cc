@@ -13,11 +13,13 @@
 #include <vector>
 
 #include <rapidjson/document.h>
+#include <rapidjson/reader.h>
 #include <rapidjson/stringbuffer.h>
 #include <rapidjson/writer.h>
 
 #include "binding/context.h"
 #include "binding/value.h"
+#include "binding/value_visitor.h"
 #include "log/memory.h"
 #include "support/slab.h"
 
@@ -316,6 +318,72 @@ void BuildResource_rapidjson(benchmark::State& state) {
     state.counters["jsonBytes"] = static_cast<double>(JsonSize());
 }
 BENCHMARK(BuildResource_rapidjson);
+
+// Counts what a walk meets, so that no part of the walk can be left out.
+class CountingVisitor final : public Tavix::Client::BindingValueVisitor {
+public:
+    std::size_t events = 0;
+
+    void empty() override { ++events; }
+    void boolean(bool) override { ++events; }
+    void signedInteger(std::int64_t) override { ++events; }
+    void unsignedInteger(std::uint64_t) override { ++events; }
+    void floatingPoint(double) override { ++events; }
+    void string(std::string_view text) override { events += text.size(); }
+    void blob(std::span<const std::uint8_t>) override { ++events; }
+    void enumeration(std::int32_t, const Tavix::Client::StaticTypeRecord*) override { ++events; }
+    void beginCollection(std::size_t) override { ++events; }
+    void beginElement(std::size_t) override {}
+    void endElement(std::size_t) override {}
+    void endCollection() override {}
+    void beginStructure(std::size_t) override { ++events; }
+    void beginField(std::string_view name) override { events += name.size(); }
+    void endField(std::string_view) override {}
+    void endStructure() override {}
+};
+
+struct CountingHandler : rapidjson::BaseReaderHandler<rapidjson::UTF8<>, CountingHandler> {
+    std::size_t events = 0;
+
+    bool Default() {
+        ++events;
+        return true;
+    }
+    bool String(const char*, rapidjson::SizeType length, bool) {
+        events += length;
+        return true;
+    }
+    bool Key(const char*, rapidjson::SizeType length, bool) {
+        events += length;
+        return true;
+    }
+};
+
+// A tree is built to be read. Our structures put their fields in name order when they are first
+// walked, so building alone leaves out work that this family counts.
+void BuildAndWalkResource_ours(benchmark::State& state) {
+    BindingValue resident;
+    BuildOurs(kResource, resident);
+    for (auto _ : state) {
+        BindingValue tree;
+        BuildOurs(kResource, tree);
+        CountingVisitor visitor;
+        tree.Visit(visitor);
+        benchmark::DoNotOptimize(visitor.events);
+    }
+}
+BENCHMARK(BuildAndWalkResource_ours);
+
+void BuildAndWalkResource_rapidjson(benchmark::State& state) {
+    for (auto _ : state) {
+        Document d;
+        BuildRapidjson(kResource, d);
+        CountingHandler handler;
+        d.Accept(handler);
+        benchmark::DoNotOptimize(handler.events);
+    }
+}
+BENCHMARK(BuildAndWalkResource_rapidjson);
 
 void CopyResource_ours(benchmark::State& state) {
     BindingValue source;

@@ -171,8 +171,6 @@ void ReleaseContainers(BindingContext* context, Internal::ReleaseStack& pending)
         } else {
             auto* data = static_cast<StructureData*>(record);
             ReleaseNodes(context, data->root, pending);
-            // The unordered fields have no left links: the same walk follows their list.
-            ReleaseNodes(context, data->unordered, pending);
             context->ReleaseRecord(sizeof(StructureData), data);
         }
     }
@@ -206,9 +204,7 @@ void ReleaseHeapParts(const BindingValue& root) {
             }
         } else {
             auto visitNode = [&visit](StructureNode& node) { visit(node.value); };
-            const auto* data = static_cast<StructureData*>(record);
-            Internal::ForEachNode(data->root, visitNode);
-            Internal::ForEachNode(data->unordered, visitNode);
+            Internal::ForEachNode(static_cast<StructureData*>(record)->root, visitNode);
         }
     }
 }
@@ -503,12 +499,13 @@ void BindingValue::CopyRecordsFrom(const BindingValue& source, std::size_t depth
                 LogTooDeep("Copy");
                 return;
             }
-            // Ordering the source's fields changes none of its content.
-            StructureData* from = BindingValueAccess::Structure(source);
-            Internal::OrderFields(*from);
+            const StructureData* from = BindingValueAccess::Structure(source);
             StructureData* data = BindingValueAccess::Structure(*this);
             if (from->root != nullptr) {
                 data->root = CloneNodes(from->root, depth + 1, memo);
+                for (StructureNode* node = data->root; node != nullptr; node = node->right) {
+                    data->last = node;
+                }
             }
             data->count = from->count;
             return;
@@ -657,15 +654,14 @@ BindingValue& BindingValue::Append() {
 
 BindingValue& BindingValue::Field(std::string_view name) {
     MakeStructure();
-    return Internal::FindOrInsertNode(*static_cast<StructureData*>(payload_.record), name)->value;
+    return Internal::FindOrInsertNode(*static_cast<StructureData*>(payload_.record), name, nullptr)
+        ->value;
 }
 
 BindingValue& BindingValue::Field(const HashedName& name) {
     MakeStructure();
-    // With its hash at hand, interning the name first is cheap, and the search then compares
-    // addresses only.
-    BindingString* interned = context_->Intern(name);
-    return Internal::FindOrInsertNode(*static_cast<StructureData*>(payload_.record), interned)
+    return Internal::FindOrInsertNode(*static_cast<StructureData*>(payload_.record), name.Text(),
+                                      &name)
         ->value;
 }
 
@@ -833,10 +829,7 @@ void BindingValue::ForEachFieldImpl(FieldCallback callback, void* closure) const
         return;
     }
     auto visit = [&](const StructureNode& node) { callback(closure, *node.Name(), node.value); };
-    // Putting the fields in order changes none of the structure's content.
-    auto* data = static_cast<StructureData*>(payload_.record);
-    Internal::OrderFields(*data);
-    Internal::ForEachNode(data->root, visit);
+    Internal::ForEachNode(static_cast<const StructureData*>(payload_.record)->root, visit);
 }
 
 void BindingValue::Visit(BindingValueVisitor& visitor) const {

@@ -6,10 +6,6 @@
 //
 // Reading never fails: a missing element or field reads as the shared empty value and a strict
 // accessor of the wrong kind gives the caller's default. Writing reshapes the value as needed.
-//
-// A tree has no lock and belongs to one thread at a time, for reading as well: a structure puts
-// its newest fields in name order when something first walks it (`Visit`, `ForEachField`, a
-// copy), and that writes to the tree.
 
 #include <cstddef>
 #include <cstdint>

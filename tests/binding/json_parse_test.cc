@@ -173,8 +173,8 @@ TEST(JsonParseTest, ObjectsOfAnySizeAndOrderBecomeBalancedStructures) {
         ASSERT_TRUE(up.Ok() && down.Ok()) << count;
         EXPECT_EQ(up.Size(), count);
         EXPECT_EQ(down.Size(), count);
-        EXPECT_GT(Internal::CheckTree(*BindingValueAccess::Structure(up)), 0) << count;
-        EXPECT_GT(Internal::CheckTree(*BindingValueAccess::Structure(down)), 0) << count;
+        EXPECT_GT(Internal::CheckTree(BindingValueAccess::Structure(up)->root), 0) << count;
+        EXPECT_GT(Internal::CheckTree(BindingValueAccess::Structure(down)->root), 0) << count;
         std::size_t expected = 0;
         bool inOrder = true;
         down.ForEachField([&](const BindingString&, const BindingValue& value) {
@@ -185,7 +185,7 @@ TEST(JsonParseTest, ObjectsOfAnySizeAndOrderBecomeBalancedStructures) {
         up.Field("f0000x").SetBool(true);
         up.Field("g").SetBool(true);
         EXPECT_EQ(up.Size(), count + 2);
-        EXPECT_GT(Internal::CheckTree(*BindingValueAccess::Structure(up)), 0) << count;
+        EXPECT_GT(Internal::CheckTree(BindingValueAccess::Structure(up)->root), 0) << count;
     }
 
     // A repeated name keeps its last value.

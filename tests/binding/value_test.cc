@@ -252,23 +252,18 @@ TEST(BindingStructure, SecondFieldOfANameIsTheFirstOne) {
     EXPECT_EQ(value.GetField("x").GetSigned(), 2);
 }
 
-// New fields wait unordered until a walk needs the order, and every way of finding a field
-// must see them there as well as in the tree.
-TEST(BindingStructure, FieldsAreFoundBeforeAndAfterTheyTakeTheirPlace) {
+// Names that share their first bytes, so that the prefixes alone cannot tell them apart, found
+// by every way there is while the tree grows.
+TEST(BindingStructure, EveryWayOfFindingAFieldFindsTheSameOne) {
     std::vector<std::string> names;
-    for (int i = 0; i < 3 * static_cast<int>(Internal::kMaxUnordered) + 5; ++i) {
-        // Shared first bytes, so that the prefixes alone cannot tell the names apart.
+    for (int i = 0; i < 53; ++i) {
         names.push_back("name" + std::to_string(i * 37 % 101));
     }
     BindingValue value;
     std::vector<const BindingValue*> addresses;
     for (std::size_t i = 0; i < names.size(); ++i) {
-        // Hashed names take the path that interns first and matches addresses.
         addresses.push_back(&value.Field(HashedName(names[i])));
         value.Field(HashedName(names[i])).SetSigned(static_cast<std::int64_t>(i));
-        if (i == names.size() / 2) {
-            EXPECT_EQ(FieldNames(value).size(), i + 1);  // orders what is there so far
-        }
         for (std::size_t j = 0; j <= i; ++j) {
             ASSERT_TRUE(value.HasField(names[j])) << i << " " << j;
             ASSERT_EQ(&value.GetField(names[j]), addresses[j]) << i << " " << j;
@@ -284,13 +279,10 @@ TEST(BindingStructure, FieldsAreFoundBeforeAndAfterTheyTakeTheirPlace) {
     for (const std::string& name : names) {
         ASSERT_EQ(context->Find(HashedName(name))->References(), 1u) << name;
     }
-    EXPECT_GT(Internal::CheckTree(*BindingValueAccess::Structure(value)), 0);
+    EXPECT_GT(Internal::CheckTree(BindingValueAccess::Structure(value)->root), 0);
     std::vector<std::string> sorted = names;
     std::sort(sorted.begin(), sorted.end());
     EXPECT_EQ(FieldNames(value), sorted);
-    for (std::size_t i = 0; i < names.size(); ++i) {
-        EXPECT_EQ(value.GetField(names[i]).GetSigned(), static_cast<std::int64_t>(i));
-    }
     value.Reset();
     EXPECT_EQ(context->StringCount(), 0u);
     EXPECT_EQ(context->OutstandingRecords(), 1u);  // the string table's buckets
@@ -319,7 +311,7 @@ TEST(BindingStructure, StaysABalancedOrderedTreeUnderManyInsertions) {
     }
     std::sort(names.begin(), names.end());
     EXPECT_EQ(FieldNames(value), names);
-    const int blackHeight = Internal::CheckTree(*BindingValueAccess::Structure(value));
+    const int blackHeight = Internal::CheckTree(BindingValueAccess::Structure(value)->root);
     EXPECT_GT(blackHeight, 0);
     // A red-black tree of 2000 nodes has a black height of at most log2(2001) + 1.
     EXPECT_LE(blackHeight, 12);
@@ -334,8 +326,8 @@ TEST(BindingStructure, StaysABalancedOrderedTreeUnderManyInsertions) {
         std::snprintf(name, sizeof name, "%04d", 1000 - i);
         descending.Field(name);
     }
-    EXPECT_GT(Internal::CheckTree(*BindingValueAccess::Structure(ascending)), 0);
-    EXPECT_GT(Internal::CheckTree(*BindingValueAccess::Structure(descending)), 0);
+    EXPECT_GT(Internal::CheckTree(BindingValueAccess::Structure(ascending)->root), 0);
+    EXPECT_GT(Internal::CheckTree(BindingValueAccess::Structure(descending)->root), 0);
 }
 
 class RecordingVisitor : public BindingValueVisitor {
@@ -548,7 +540,7 @@ TEST(BindingStructure, EveryWayOfWritingAFieldKeepsItsName) {
     EXPECT_EQ(root.GetField("swap").GetField("inner").GetString(), "from another tree");
 }
 
-TEST(BindingStructure, FieldsAddedAfterACopyKeepTheOrder) {
+TEST(BindingStructure, FieldsPastTheGreatestNameAfterACopyKeepTheOrder) {
     BindingValue original;
     std::vector<std::string> names;
     for (int i = 0; i < 100; ++i) {
@@ -562,13 +554,13 @@ TEST(BindingStructure, FieldsAddedAfterACopyKeepTheOrder) {
         names.push_back("a" + std::to_string(100 + i));
         copy.Field(names.back());
     }
-    // A name added a moment ago is found, not added again.
+    // The greatest name so far is found, not added again.
     copy.Field("z149").SetSigned(-1);
     std::sort(names.begin(), names.end());
     EXPECT_EQ(FieldNames(copy), names);
     EXPECT_EQ(copy.Size(), 200u);
     EXPECT_EQ(copy.GetField("z149").GetSigned(), -1);
-    EXPECT_GT(Internal::CheckTree(*BindingValueAccess::Structure(copy)), 0);
+    EXPECT_GT(Internal::CheckTree(BindingValueAccess::Structure(copy)->root), 0);
     EXPECT_EQ(original.Size(), 100u);
 }
 

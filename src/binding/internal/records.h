@@ -62,22 +62,16 @@ struct StructureNode {
     // into the node overwrites them.
     inline BindingString* Name() const;
     inline void SetName(BindingString* name);
-    // Whether the node is named by this very entry; the low four bytes nearly always decide.
-    inline bool HasName(const BindingString* name) const;
 };
 
-// The fields of a structure: those in the tree, in name order, and those added since the tree
-// was last put in order, which wait in a short list. A builder adds fields one by one and
-// nobody reads them in order until it is done, so sorting them once then costs less than
-// keeping the tree in order at every addition.
 struct StructureData {
     BindingContext* context;
     StructureNode* root;
-    // Newest first, linked through `right`; their left links are null.
-    StructureNode* unordered;
-    // All fields, those of the list included.
+    // The node of the greatest name, or null when there is none. Writers that add fields in
+    // name order, as the JSON this system writes has them, append past it without a search.
+    StructureNode* last;
     std::uint32_t count;
-    std::uint32_t unorderedCount;
+    std::uint32_t reserved;
 };
 
 // Hands `count` values, whose bytes lie at `elements`, to `collection`, an empty collection, in
@@ -119,11 +113,6 @@ struct BindingValueAccess {
         std::memcpy(&high, value.holderBytes_ + sizeof low, sizeof high);
         return std::uintptr_t{low} | (std::uintptr_t{high} << 32);
     }
-    static std::uint32_t LowHolderBits(const BindingValue& value) {
-        std::uint32_t low;
-        std::memcpy(&low, value.holderBytes_, sizeof low);
-        return low;
-    }
     static void SetHolderBits(BindingValue& value, std::uintptr_t bits) {
         const auto low = static_cast<std::uint32_t>(bits);
         const auto high = static_cast<std::uint16_t>(bits >> 32);
@@ -136,12 +125,6 @@ namespace Internal {
 
 inline BindingString* StructureNode::Name() const {
     return reinterpret_cast<BindingString*>(BindingValueAccess::HolderBits(value));
-}
-
-inline bool StructureNode::HasName(const BindingString* name) const {
-    const auto address = reinterpret_cast<std::uintptr_t>(name);
-    return BindingValueAccess::LowHolderBits(value) == static_cast<std::uint32_t>(address) &&
-           BindingValueAccess::HolderBits(value) == address;
 }
 
 inline void StructureNode::SetName(BindingString* name) {

@@ -94,27 +94,9 @@ int CompareNames(std::string_view a, std::string_view b) {
     return a.size() < b.size() ? -1 : (a.size() > b.size() ? 1 : 0);
 }
 
-namespace {
-
-// The unordered fields, searched one by one: the list is short, and the prefix and the size
-// turn away nearly every node before its text is read.
-StructureNode* FindUnordered(const StructureData& data, std::string_view name,
-                             std::uint32_t prefix) {
-    for (StructureNode* node = data.unordered; node != nullptr; node = node->right) {
-        const BindingString* other = node->Name();
-        if (other->Prefix() == prefix && other->Size() == name.size() &&
-            CompareNames(name, other->View()) == 0) {
-            return node;
-        }
-    }
-    return nullptr;
-}
-
-// Out of line: a builder's structures mostly have no ordered fields yet, and the registers
-// of a descent would cost their saving and restoring at every addition.
-[[gnu::noinline]] StructureNode* FindOrdered(const StructureData& data, std::string_view name,
-                                             std::uint32_t prefix) {
+StructureNode* FindNode(const StructureData& data, std::string_view name) {
     StructureNode* node = data.root;
+    const std::uint32_t prefix = PrefixOf(name);
     while (node != nullptr) {
         const int order = CompareWithNode(name, prefix, node);
         if (order == 0) {
@@ -125,36 +107,71 @@ StructureNode* FindUnordered(const StructureData& data, std::string_view name,
     return nullptr;
 }
 
-// Hangs `created`, whose name the tree does not hold, in its place as a red leaf and restores
-// the red-black rules on the way back up.
-void Insert(StructureData& data, StructureNode* created) {
+namespace {
+
+StructureNode* FindOrInsert(StructureData& data, std::string_view name, const HashedName* hashed,
+                            BindingString* interned) {
     StructureNode* path[kMaxHeight];
     bool wentRight[kMaxHeight];
     std::size_t depth = 0;
-    const BindingString* name = created->Name();
-    const std::uint32_t prefix = name->Prefix();
-    for (StructureNode* node = data.root; node != nullptr;) {
+    StructureNode* node = data.root;
+    const std::uint32_t prefix = PrefixOf(name);
+    bool greatest = data.last == nullptr;
+    if (!greatest) {
+        const int order = CompareWithNode(name, prefix, data.last);
+        if (order == 0) {
+            return data.last;
+        }
+        greatest = order > 0;
+    }
+    if (greatest) {
+        // Past every name: the way down is the right spine.
+        for (; node != nullptr; node = node->right) {
+            path[depth] = node;
+            wentRight[depth] = true;
+            ++depth;
+        }
+    }
+    while (node != nullptr) {
         // The prefixes alone decide nearly every step.
         const std::uint32_t other = node->Name()->Prefix();
         bool right = prefix > other;
         if (prefix == other) [[unlikely]] {
-            right = CompareNames(name->View(), node->Name()->View()) > 0;
+            const int order = CompareNames(name, node->Name()->View());
+            if (order == 0) {
+                return node;
+            }
+            right = order > 0;
         }
         path[depth] = node;
         wentRight[depth] = right;
         ++depth;
         node = right ? node->right : node->Left();
     }
+
+    BindingContext& context = *data.context;
+    auto* created = static_cast<StructureNode*>(context.AllocateRecord(sizeof(StructureNode)));
     created->leftAndColour = 1;  // red, no left child
     created->right = nullptr;
+    new (&created->value) BindingValue(&context);
+    if (interned != nullptr) {
+        BindingContext::Retain(interned);
+        created->SetName(interned);
+    } else {
+        created->SetName(context.Intern(hashed != nullptr ? *hashed : HashedName(name)));
+    }
+    ++data.count;
+    if (greatest) {
+        data.last = created;
+    }
     if (depth == 0) {
         created->SetRed(false);
         data.root = created;
-        return;
+        return created;
     }
     SetChild(path[depth - 1], wentRight[depth - 1], created);
 
-    // The node being fixed is red and hangs below path[k - 1].
+    // Restore the rules upward. The node being fixed is red and hangs below path[k - 1].
     std::size_t k = depth;
     while (k >= 1 && path[k - 1]->IsRed()) {
         StructureNode* parent = path[k - 1];
@@ -181,7 +198,21 @@ void Insert(StructureData& data, StructureNode* created) {
         break;
     }
     data.root->SetRed(false);
+    return created;
 }
+
+}  // namespace
+
+StructureNode* FindOrInsertNode(StructureData& data, std::string_view name,
+                                const HashedName* hashed) {
+    return FindOrInsert(data, name, hashed, nullptr);
+}
+
+StructureNode* FindOrInsertNode(StructureData& data, BindingString& name) {
+    return FindOrInsert(data, name.View(), nullptr, &name);
+}
+
+namespace {
 
 StructureNode* LinkHalves(StructureNode* const* nodes, std::size_t count, std::size_t depth,
                           std::size_t redDepth) {
@@ -196,12 +227,11 @@ StructureNode* LinkHalves(StructureNode* const* nodes, std::size_t count, std::s
     return node;
 }
 
-// A balanced tree of `count` nodes whose names ascend strictly. Built by halving, every path
-// ends at one of two depths; the nodes of the deeper level, when it is not full, are the red
-// ones.
-StructureNode* LinkAscending(StructureNode* const* nodes, std::size_t count) {
+}  // namespace
+
+void BuildFromAscending(StructureData& data, StructureNode* const* nodes, std::size_t count) {
     if (count == 0) {
-        return nullptr;
+        return;
     }
     // Halving puts the last level at depth floor(log2(count)); it is full, and all black, only
     // when count + 1 is a power of two.
@@ -210,117 +240,15 @@ StructureNode* LinkAscending(StructureNode* const* nodes, std::size_t count) {
         ++deepest;
     }
     const bool full = ((count + 1) & count) == 0;
-    return LinkHalves(nodes, count, 0, full ? ~std::size_t{0} : deepest);
-}
-
-}  // namespace
-
-StructureNode* FindNode(const StructureData& data, std::string_view name) {
-    const std::uint32_t prefix = PrefixOf(name);
-    StructureNode* node = FindUnordered(data, name, prefix);
-    return node != nullptr ? node : FindOrdered(data, name, prefix);
-}
-
-namespace {
-
-// A new node named by `name`, an entry that already carries the node's reference, at the head
-// of the unordered fields.
-[[gnu::always_inline]] inline StructureNode* AddUnordered(StructureData& data,
-                                                          BindingString* name) {
-    if (data.unorderedCount == kMaxUnordered) [[unlikely]] {
-        OrderFields(data);
-    }
-    BindingContext& context = *data.context;
-    auto* created = static_cast<StructureNode*>(context.AllocateRecord(sizeof(StructureNode)));
-    created->leftAndColour = 0;
-    created->right = data.unordered;
-    new (&created->value) BindingValue(&context);
-    created->SetName(name);
-    data.unordered = created;
-    ++data.unorderedCount;
-    ++data.count;
-    return created;
-}
-
-}  // namespace
-
-StructureNode* FindOrInsertNode(StructureData& data, std::string_view name) {
-    const std::uint32_t prefix = PrefixOf(name);
-    if (StructureNode* node = FindUnordered(data, name, prefix); node != nullptr) {
-        return node;
-    }
-    if (data.root != nullptr) {
-        if (StructureNode* node = FindOrdered(data, name, prefix); node != nullptr) {
-            return node;
-        }
-    }
-    return AddUnordered(data, data.context->Intern(HashedName(name)));
-}
-
-StructureNode* FindOrInsertNode(StructureData& data, BindingString* name) {
-    // One entry per text in a context: the unordered fields are matched by address alone.
-    for (StructureNode* node = data.unordered; node != nullptr; node = node->right) {
-        if (node->HasName(name)) {
-            data.context->ReleaseString(name);
-            return node;
-        }
-    }
-    if (data.root != nullptr) {
-        if (StructureNode* node = FindOrdered(data, name->View(), name->Prefix());
-            node != nullptr) {
-            data.context->ReleaseString(name);
-            return node;
-        }
-    }
-    return AddUnordered(data, name);
-}
-
-void OrderUnordered(StructureData& data) {
-    // An insertion sort: the list holds at most kMaxUnordered nodes. The prefixes are read once.
-    StructureNode* nodes[kMaxUnordered];
-    std::uint32_t prefixes[kMaxUnordered];
-    std::size_t count = 0;
-    for (StructureNode* node = data.unordered; node != nullptr;) {
-        StructureNode* next = node->right;
-        const BindingString* name = node->Name();
-        const std::uint32_t prefix = name->Prefix();
-        std::size_t slot = count;
-        while (slot != 0 && (prefixes[slot - 1] > prefix ||
-                             (prefixes[slot - 1] == prefix &&
-                              CompareNames(nodes[slot - 1]->Name()->View(), name->View()) > 0))) {
-            nodes[slot] = nodes[slot - 1];
-            prefixes[slot] = prefixes[slot - 1];
-            --slot;
-        }
-        nodes[slot] = node;
-        prefixes[slot] = prefix;
-        ++count;
-        node = next;
-    }
-    data.unordered = nullptr;
-    data.unorderedCount = 0;
-    if (data.root == nullptr) {
-        data.root = LinkAscending(nodes, count);
-        return;
-    }
-    for (std::size_t i = 0; i < count; ++i) {
-        Insert(data, nodes[i]);
-    }
-}
-
-void BuildFromAscending(StructureData& data, StructureNode* const* nodes, std::size_t count) {
-    data.root = LinkAscending(nodes, count);
+    data.root = LinkHalves(nodes, count, 0, full ? ~std::size_t{0} : deepest);
+    data.last = nodes[count - 1];
     data.count = static_cast<std::uint32_t>(count);
 }
 
-namespace {
-
-// Returns the black height, or -1 when a rule is broken; counts the nodes into `nodes`.
-int CheckNodes(const StructureNode* node, std::size_t& nodes) {
+int CheckTree(const StructureNode* node) {
     if (node == nullptr) {
         return 1;
     }
-    ++nodes;
     const StructureNode* left = node->Left();
     const StructureNode* right = node->right;
     if (node->IsRed() &&
@@ -333,24 +261,12 @@ int CheckNodes(const StructureNode* node, std::size_t& nodes) {
     if (right != nullptr && CompareNames(right->Name()->View(), node->Name()->View()) <= 0) {
         return -1;
     }
-    const int leftHeight = CheckNodes(left, nodes);
-    const int rightHeight = CheckNodes(right, nodes);
+    const int leftHeight = CheckTree(left);
+    const int rightHeight = CheckTree(right);
     if (leftHeight < 0 || rightHeight < 0 || leftHeight != rightHeight) {
         return -1;
     }
     return leftHeight + (node->IsRed() ? 0 : 1);
-}
-
-}  // namespace
-
-int CheckTree(StructureData& data) {
-    OrderFields(data);
-    std::size_t nodes = 0;
-    const int height = CheckNodes(data.root, nodes);
-    if (data.root != nullptr && data.root->IsRed()) {
-        return -1;
-    }
-    return nodes == data.count ? height : -1;
 }
 
 }  // namespace Tavix::Client::Internal

@@ -13,39 +13,23 @@ namespace Tavix::Client::Internal {
 
 int CompareNames(std::string_view a, std::string_view b);
 
-// Fields that wait unordered before the tree takes them in. Long enough for the records a
-// builder typically writes; short enough that a search through them costs about what a descent
-// through the tree does.
-inline constexpr std::size_t kMaxUnordered = 16;
-
-// OrderFields when there are unordered fields.
-[[gnu::noinline]] void OrderUnordered(StructureData& data);
-
-// The node of `name`, ordered or not, or null.
 StructureNode* FindNode(const StructureData& data, std::string_view name);
 
-// The node of `name`, created with an empty child value when it is missing; a new node joins
-// the unordered fields. The name is hashed for interning only when the node is new.
-StructureNode* FindOrInsertNode(StructureData& data, std::string_view name);
-// The same for a name already interned in the structure's context, handed over with one
-// reference: a new node keeps it, and finding the node gives it back.
-StructureNode* FindOrInsertNode(StructureData& data, BindingString* name);
-
-// Takes the unordered fields into the tree, so that it holds every field in name order. Every
-// walk in name order comes first through here. Nodes stay where they are: references to the
-// values remain valid.
-inline void OrderFields(StructureData& data) {
-    if (data.unordered != nullptr) {
-        OrderUnordered(data);
-    }
-}
+// The node of `name`, created with an empty child value when it is missing. The name is hashed
+// for interning only when the node is new, unless `hashed` already carries the hash.
+StructureNode* FindOrInsertNode(StructureData& data, std::string_view name,
+                                const HashedName* hashed);
+// The same for a name already interned in the structure's context: a new node takes one more
+// reference to `name` and neither hashes nor searches the string table.
+StructureNode* FindOrInsertNode(StructureData& data, BindingString& name);
 
 // Links `count` nodes, whose names ascend strictly, into a balanced tree and makes it the tree
-// of `data`, which must have no fields yet. Each node needs its name and value only.
+// of `data`, which must have none yet. Each node needs its name and value only. Built by halving,
+// every path ends at one of two depths; the nodes of the deeper level, when it is not full, are
+// the red ones.
 void BuildFromAscending(StructureData& data, StructureNode* const* nodes, std::size_t count);
 
-// In-order walk of the ordered fields; the recursion follows the tree's height, at most about
-// twice log2 of the count.
+// In-order walk; the recursion follows the tree's height, at most about twice log2 of the count.
 template <typename Fn>
 void ForEachNode(StructureNode* node, Fn& fn) {
     while (node != nullptr) {
@@ -55,8 +39,7 @@ void ForEachNode(StructureNode* node, Fn& fn) {
     }
 }
 
-// Orders the fields, then checks the red-black rules, the order and the count; returns the
-// black height, or -1 when something is broken.
-int CheckTree(StructureData& data);
+// Checks the red-black rules and the order; returns the black height, or -1 when broken.
+int CheckTree(const StructureNode* node);
 
 }  // namespace Tavix::Client::Internal
