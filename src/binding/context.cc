@@ -355,7 +355,7 @@ void BindingContext::ReserveStrings(std::size_t count) {
 
 void BindingContext::Grow() {
     // Small tables grow fourfold, which halves the rehashes a tree makes while it is built;
-    // large ones double, so that a table is never more than twice the size it needs.
+    // large ones double, so that a big table never holds more than twice the buckets it needs.
     Rehash(bucketCount_ < kQuickGrowthBuckets ? bucketCount_ * 4 : bucketCount_ * 2);
 }
 
