@@ -239,9 +239,11 @@ void BindingContext::ReleaseHeapArray(void* array) {
 
 void BindingContext::FreeEntry(BindingString* entry) {
     if (literals_ != nullptr) {
-        LiteralSlot& slot = literals_[entry->hash_ & (kLiteralSlots - 1)];
-        if (slot.entry == entry) {
-            slot.entry = nullptr;
+        LiteralSlot* set = literals_ + 2 * (entry->hash_ & (kLiteralSets - 1));
+        for (int way = 0; way < 2; ++way) {
+            if (set[way].entry == entry) {
+                set[way].entry = nullptr;
+            }
         }
     }
     if (!BindingString::IsInline(entry->size_)) {
@@ -276,17 +278,22 @@ BindingString* BindingContext::InternLiteral(const HashedName& text) {
         literals_ = static_cast<LiteralSlot*>(AllocateBulk(kLiteralSlots * sizeof(LiteralSlot)));
         std::memset(static_cast<void*>(literals_), 0, kLiteralSlots * sizeof(LiteralSlot));
     }
-    LiteralSlot& slot = literals_[text.Hash() & (kLiteralSlots - 1)];
-    // The same address and size are the same bytes: a literal never changes.
-    if (slot.text == text.Text().data() && slot.entry != nullptr &&
-        slot.entry->size_ == text.Text().size()) {
-        Retain(slot.entry);
-        return slot.entry;
+    LiteralSlot* set = literals_ + 2 * (text.Hash() & (kLiteralSets - 1));
+    const char* address = text.Text().data();
+    // The same address and size are the same bytes: a literal never changes. The shared empty
+    // string is never kept, so a kept entry is counted.
+    for (int way = 0; way < 2; ++way) {
+        BindingString* entry = set[way].entry;
+        if (set[way].text == address && entry != nullptr && entry->size_ == text.Text().size()) {
+            ++entry->references_;
+            return entry;
+        }
     }
     BindingString* entry = InternText(text);
     if (!entry->IsSharedEmpty()) {
-        slot.text = text.Text().data();
-        slot.entry = entry;
+        // The newcomer goes in front and the one there moves behind.
+        set[1] = set[0];
+        set[0] = LiteralSlot{address, entry};
     }
     return entry;
 }

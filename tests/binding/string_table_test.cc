@@ -94,6 +94,23 @@ TEST(StringTable, LiteralNamesShareEntriesWithTheSameTextFromAnywhere) {
     EXPECT_EQ(root.GetField("queue").GetSigned(), 5);
     EXPECT_EQ(root.GetField("queueIdentifier").GetSigned(), 4);
     EXPECT_EQ(root.Size(), 3u);
+
+    // Two names whose hashes share their last five bits meet in one set of the cache: both are
+    // kept, and both are forgotten when their entries go.
+    static_assert(("puuid"_name.Hash() & 0x1F) == ("ready"_name.Hash() & 0x1F));
+    root.Reset();
+    root.Field("puuid"_name).SetSigned(6);
+    root.Field("ready"_name).SetSigned(7);
+    root.Field("puuid"_name).SetSigned(8);
+    EXPECT_EQ(root.Size(), 2u);
+    root.Reset();
+    EXPECT_EQ(root.Context()->StringCount(), 0u);
+    root.Field("puuid"_name).SetSigned(9);
+    root.Field("ready"_name).SetSigned(10);
+    EXPECT_EQ(root.Context()->StringCount(), 2u);
+    EXPECT_EQ(root.Context()->Find(HashedName("puuid"))->References(), 1u);
+    EXPECT_EQ(root.GetField("puuid").GetSigned(), 9);
+    EXPECT_EQ(root.GetField("ready").GetSigned(), 10);
 }
 
 TEST(StringTable, EmptyTextIsTheSharedEntryAndNeverCounted) {
