@@ -274,6 +274,13 @@ TEST(BindingStructure, EveryWayOfFindingAFieldFindsTheSameOne) {
     }
     EXPECT_FALSE(value.HasField("name"));
     EXPECT_FALSE(value.HasField("name1000"));
+    // A literal name is interned before the search; found, it gives that reference back, both
+    // as the greatest name and deeper down.
+    BindingValue& greatest = value.Field("zz"_name);
+    EXPECT_EQ(&value.Field("zz"_name), &greatest);
+    EXPECT_EQ(&value.Field("name0"_name), addresses[0]);
+    names.push_back("zz");
+    EXPECT_EQ(value.Size(), names.size());
     // Finding a field takes no reference to its name: each name is held by its node alone.
     BindingContext* context = value.Context();
     for (const std::string& name : names) {

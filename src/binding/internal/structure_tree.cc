@@ -111,6 +111,14 @@ namespace {
 
 StructureNode* FindOrInsert(StructureData& data, std::string_view name, const HashedName* hashed,
                             BindingString* interned) {
+    // A literal name is known by its address, which makes interning it cheap. Interned before
+    // the descent, it runs beside the descent, whose turns defeat prediction, rather than after
+    // it. A name that turns out to be there gives its reference back.
+    bool holdsReference = false;
+    if (interned == nullptr && hashed != nullptr && hashed->IsLiteral()) {
+        interned = data.context->Intern(*hashed);
+        holdsReference = true;
+    }
     StructureNode* path[kMaxHeight];
     bool wentRight[kMaxHeight];
     std::size_t depth = 0;
@@ -120,6 +128,9 @@ StructureNode* FindOrInsert(StructureData& data, std::string_view name, const Ha
     if (!greatest) {
         const int order = CompareWithNode(name, prefix, data.last);
         if (order == 0) {
+            if (holdsReference) {
+                data.context->ReleaseString(interned);
+            }
             return data.last;
         }
         greatest = order > 0;
@@ -139,6 +150,9 @@ StructureNode* FindOrInsert(StructureData& data, std::string_view name, const Ha
         if (prefix == other) [[unlikely]] {
             const int order = CompareNames(name, node->Name()->View());
             if (order == 0) {
+                if (holdsReference) {
+                    data.context->ReleaseString(interned);
+                }
                 return node;
             }
             right = order > 0;
@@ -155,7 +169,9 @@ StructureNode* FindOrInsert(StructureData& data, std::string_view name, const Ha
     created->right = nullptr;
     new (&created->value) BindingValue(&context);
     if (interned != nullptr) {
-        BindingContext::Retain(interned);
+        if (!holdsReference) {
+            BindingContext::Retain(interned);
+        }
         created->SetName(interned);
     } else {
         created->SetName(context.Intern(hashed != nullptr ? *hashed : HashedName(name)));
