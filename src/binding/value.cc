@@ -40,6 +40,7 @@ void LogTooLong(std::size_t count) {
         kBindingMaxElements);
 }
 
+constexpr std::size_t kFirstElements = 4;
 constexpr std::size_t kFirstBulkElements = 8;
 constexpr std::size_t kBulkElements = BindingContext::kLargestBulkPiece / sizeof(BindingValue);
 
@@ -71,11 +72,12 @@ void ReleaseElements(BindingContext& context, BindingValue* begin, std::size_t c
 // The capacity a full collection grows to so that it holds `needed` elements.
 std::size_t GrownCapacity(std::size_t capacity, std::size_t needed) {
     std::size_t grown = capacity + capacity / 2;
-    // Appending one by one would otherwise walk through every pooled size and then take small
-    // bulk pieces: a new array fills the largest pooled slot, and the first bulk piece has room
-    // to spare.
-    if (capacity < Internal::kPooledElements) {
-        grown = Internal::kPooledElements;
+    // A new array is a bulk piece of a few values rather than a pooled record: while it is the
+    // piece cut last, and a builder filling it mostly keeps it so, growing extends it in place
+    // instead of copying it. Small steps would only make more moves: the second size has room to
+    // spare.
+    if (capacity == 0) {
+        grown = kFirstElements;
     } else if (grown < kFirstBulkElements) {
         grown = kFirstBulkElements;
     }
