@@ -122,9 +122,9 @@ private:
 
     // The entries of string literals met lately, known by the literal's address, which spares
     // hashing and comparing the text of the field names that code writes again and again. A bulk
-    // piece, made when the first literal comes. Each set of two slots keeps the literal used
-    // last in front: with one slot a set, two names of one record that meet in it would push
-    // each other out at every record.
+    // piece, made when the first literal comes. A set has two slots, the newest literal in
+    // front: with one slot a set, two names of one record that meet in it would push each other
+    // out at every record.
     struct LiteralSlot {
         const char* text;
         BindingString* entry;
