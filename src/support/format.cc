@@ -55,11 +55,17 @@ bool IsSignedRow(FormatArgumentKind kind) {
 }
 
 bool IsIntegerConversion(char conversion) {
-    return std::strchr("diouxX", conversion) != nullptr;
-}
-
-bool IsFloatConversion(char conversion) {
-    return std::strchr("aefgAEFG", conversion) != nullptr;
+    switch (conversion) {
+        case 'd':
+        case 'i':
+        case 'o':
+        case 'u':
+        case 'x':
+        case 'X':
+            return true;
+        default:
+            return false;
+    }
 }
 
 // An integer argument's value converted to the type that a directive reads, as a cast in the
@@ -81,7 +87,7 @@ FormatLength LengthFor(FormatArgumentKind kind, FormatLength written, char conve
         }
         return written;
     }
-    if (IsFloatConversion(conversion) && written == FormatLength::LongDouble) {
+    if (kind == FormatArgumentKind::Double && written == FormatLength::LongDouble) {
         return written;
     }
     // `%lc` and `%ls` would read a wide character or a wide text, which no argument is, and
@@ -202,16 +208,16 @@ int Print(Output& output, const char* directive, int starCount, const int* stars
 
 bool RenderArgument(Output& output, const FormatDirective& directive,
                     const FormatArgument& argument, int starCount, const int* stars) {
-    const char conversion = ValidConversion(argument.kind, directive);
-    const FormatLength length = LengthFor(argument.kind, directive.length, conversion);
-    const bool isSigned = conversion == 'd' || conversion == 'i';
     const bool plain = directive.textLength == 1 && starCount == 0;
-
     // The common cases print without the runtime's format parser.
     if (plain && argument.kind == FormatArgumentKind::Text) {
         const char* text = argument.text != nullptr ? argument.text : "(null)";
         return output.Append(text, std::strlen(text));
     }
+
+    const char conversion = ValidConversion(argument.kind, directive);
+    const FormatLength length = LengthFor(argument.kind, directive.length, conversion);
+    const bool isSigned = conversion == 'd' || conversion == 'i';
     if (plain && (isSigned || conversion == 'u') && argument.kind != FormatArgumentKind::Double) {
         return WithIntegerType(length, isSigned, argument, [&output](auto value) {
             char digits[24];
