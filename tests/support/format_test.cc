@@ -189,21 +189,24 @@ std::string Expected(const std::string& head, std::string_view length, char conv
 template <typename Value>
 void CheckEveryDirective(Value value) {
     static const char* const lengths[] = {"", "hh", "h", "l", "ll", "j", "z", "t", "L"};
-    for (const char* flags : {"", "-+", "#0", " "}) {
-        for (const char* width : {"", "9", "*"}) {
-            for (const char* precision : {"", ".3", ".*"}) {
+    for (const std::string_view flags : {"", "-+", "#0", " "}) {
+        for (const std::string_view width : {"", "9", "*"}) {
+            for (const std::string_view precision : {"", ".3", ".*"}) {
+                const bool starWidth = width == "*";
+                const bool starPrecision = precision == ".*";
+                // The stars take 9 and 3.
+                const std::string head = "%" + std::string(flags) +
+                                         (starWidth ? "9" : std::string(width)) +
+                                         (starPrecision ? ".3" : std::string(precision));
                 for (const char* length : lengths) {
                     for (const char conversion : std::string_view("diouxXcsnpfgaE")) {
-                        const std::string written =
-                            std::string("%") + flags + width + precision + length + conversion;
-                        const std::string head = std::string("%") + flags +
-                                                 (*width == '*' ? "9" : width) +
-                                                 (precision[1] == '*' ? ".3" : precision);
-                        const std::string rendered =
-                            *width == '*' && precision[1] == '*' ? Format(written, 9, 3, value)
-                            : *width == '*'                      ? Format(written, 9, value)
-                            : precision[1] == '*'                ? Format(written, 3, value)
-                                                                 : Format(written, value);
+                        const std::string written = "%" + std::string(flags) + std::string(width) +
+                                                    std::string(precision) + length + conversion;
+                        const std::string rendered = starWidth && starPrecision
+                                                         ? Format(written, 9, 3, value)
+                                                     : starWidth     ? Format(written, 9, value)
+                                                     : starPrecision ? Format(written, 3, value)
+                                                                     : Format(written, value);
                         ASSERT_EQ(rendered, Expected(head, length, conversion, value)) << written;
                     }
                 }
