@@ -9,8 +9,9 @@ if(NOT TARGET arx_concurrency_tests)
 endif()
 
 # Seconds a single test may run before CTest stops it and counts it failed, so that a runaway
-# loop fails at once instead of growing memory for minutes. Every test of the suite ends in well
-# under a second, in the sanitized builds too; a longer one (a soak) passes its own TIMEOUT.
+# loop fails at once instead of growing memory for minutes. The slowest test of the suite takes
+# about two seconds, sanitized, on a busy two-core machine; a longer one (a soak) passes its own
+# TIMEOUT.
 set(ARX_TEST_TIMEOUT 10)
 
 function(arx_add_test name)

@@ -1,7 +1,7 @@
 #pragma once
-// Releasing the module's own host values. A host never frees the module's values this way: what
-// the module hands over it frees itself, through a response's release function or when the call
-// ends, so this stays out of the public header.
+// Releasing the module's own host values. The module frees what it hands to a host itself,
+// through a response's release function or once the call has ended; a host has no use for this,
+// and could not link it, so it stays out of the public header.
 
 #include "frame/host_boundary.h"
 
