@@ -3,7 +3,6 @@
 #include <cerrno>
 #include <cstdlib>
 #include <cstring>
-#include <unordered_map>
 
 #include "binding/binding_kind.h"
 #include "binding/host_conversion.h"
