@@ -195,15 +195,16 @@ ApiAnswer CallFunctionRecord(const Client::HostFunctionRecord& record, const Api
     ApiAnswer answer;
     answer.called = true;
     answer.value = CopyHostValue(response.value);
+    // Fields of the packed record are read by value: a reference to one may be misaligned.
     if (response.errorText != nullptr) {
-        answer.error = response.errorText;
+        answer.error = Text(response.errorText);
     }
     answer.errorOwned = response.errorTextOwned != 0;
     answer.flag = response.flag;
     answer.mode = response.mode;
     answer.status = response.status;
     if (response.statusText != nullptr) {
-        answer.statusText = response.statusText;
+        answer.statusText = Text(response.statusText);
     }
     for (std::uint32_t i = 0; i < response.headerCount; ++i) {
         answer.headers.emplace_back(Text(response.headers[i].name),

@@ -135,15 +135,15 @@ TEST(ToHostValue, BorrowedTextsPointIntoTheTreeAndOnlyArraysAreAllocated) {
     });
     const HostMapEntry* entries = host.payload.structure.entries;
     for (std::size_t i = 0; i < 11; ++i) {
-        EXPECT_EQ(entries[i].key, keys[i]) << i;
+        EXPECT_EQ(+entries[i].key, keys[i]) << i;
         EXPECT_EQ(+entries[i].keyOwned, 0) << i;
     }
     EXPECT_EQ(+entries[0].value.tag, kHostValueBorrowedBlob);
-    EXPECT_EQ(entries[0].value.payload.blob.data, value.GetField("blob").GetBlob().data());
+    EXPECT_EQ(+entries[0].value.payload.blob.data, value.GetField("blob").GetBlob().data());
     EXPECT_EQ(+entries[3].value.tag, kHostValueBorrowedBlob);
-    EXPECT_EQ(entries[3].value.payload.blob.data, nullptr);
+    EXPECT_EQ(+entries[3].value.payload.blob.data, nullptr);
     EXPECT_EQ(+entries[9].value.tag, kHostValueBorrowedString);
-    EXPECT_EQ(entries[9].value.payload.text.data, value.GetField("string").GetString().data());
+    EXPECT_EQ(+entries[9].value.payload.text.data, value.GetField("string").GetString().data());
     EXPECT_STREQ(entries[4].value.payload.text.data, "");
     // Freeing by the tags serves both forms: borrowed texts are left alone.
     FreeHostValue(host);

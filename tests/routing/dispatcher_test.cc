@@ -50,11 +50,11 @@ TEST_F(RoutesTest, EachRouteGetsAFunctionRecordWithItsLocations) {
                                        "* /any Any Token:header", "GET / Get"));
 
     const HostFunctionRecord& get = Api().functions[0];
-    EXPECT_EQ(get.head.next, &Api().functions[1].head);
-    EXPECT_EQ(Api().functions[3].head.next, nullptr);
-    EXPECT_NE(get.head.callContext, nullptr);
-    EXPECT_NE(get.head.callContext, Api().functions[1].head.callContext);
-    EXPECT_EQ(get.callEntry, &BindingDispatcher::CallEntry);
+    EXPECT_EQ(Unpacked(get.head.next), &Api().functions[1].head);
+    EXPECT_EQ(Unpacked(Api().functions[3].head.next), nullptr);
+    EXPECT_NE(Unpacked(get.head.callContext), nullptr);
+    EXPECT_NE(Unpacked(get.head.callContext), Unpacked(Api().functions[1].head.callContext));
+    EXPECT_EQ(Unpacked(get.callEntry), &BindingDispatcher::CallEntry);
     EXPECT_STREQ(get.methodText, "");
     ASSERT_EQ(Unpacked(get.head.tagCount), 2u);
     EXPECT_STREQ(get.head.tags[0], "Plugins");
@@ -67,7 +67,7 @@ TEST_F(RoutesTest, EachRouteGetsAFunctionRecordWithItsLocations) {
     EXPECT_EQ(Unpacked(put.head.returnKind), 17u);
     EXPECT_STREQ(put.head.returnTypeName, "Shape");
     EXPECT_STREQ(put.head.arguments[0].typeName, "Shape");
-    EXPECT_EQ(put.locations[0].next, nullptr);
+    EXPECT_EQ(Unpacked(put.locations[0].next), nullptr);
 
     bool describesShape = false;
     for (std::uint32_t i = 0; i < Api().typeCount; ++i) {
@@ -499,7 +499,7 @@ TEST_F(RoutesTest, TheReleaseFunctionFreesWhatTheResponseOwnsExactlyOnce) {
         const MemoryCounters before = module->ReadMemoryCounters();
         HostResponse response = CallUnreleased(std::string("/test/v1/owned/") + fail);
         const MemoryCounters answered = module->ReadMemoryCounters();
-        ASSERT_NE(response.release, nullptr);
+        ASSERT_NE(Unpacked(response.release), nullptr);
         EXPECT_EQ(Unpacked(response.headerCount), 2u);
         response.release(&response);
         const MemoryCounters released = module->ReadMemoryCounters();
