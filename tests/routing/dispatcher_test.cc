@@ -373,8 +373,7 @@ TEST_F(RoutesTest, AHandlersFailureKeepsItsStatusAndABindingFailureHasNone) {
             .PathArgument("code");
     });
     const auto answer = [&](const std::string& code) {
-        const ApiAnswer got = Call(kMethodPost, "/test/v1/fail/" + code);
-        return ErrorOf(got) + " " + std::to_string(got.status);
+        return ErrorAndStatus(Call(kMethodPost, "/test/v1/fail/" + code));
     };
     EXPECT_EQ(answer("404"), "Not found 404");
     EXPECT_EQ(answer("500"), "boom 500");
@@ -537,8 +536,7 @@ TEST_F(RoutesTest, AUrlOrMethodThatDoesNotFitIsAnInvalidFunction) {
     });
     const HostFunctionRecord& literal = Api().functions[0];
     const auto callRecord = [&](std::uint32_t method, std::string url) {
-        const ApiAnswer answer = module->CallRecord(literal, Request(method, std::move(url)));
-        return ErrorOf(answer) + " " + std::to_string(answer.status);
+        return ErrorAndStatus(module->CallRecord(literal, Request(method, std::move(url))));
     };
     EXPECT_EQ(callRecord(kMethodGet, "/test/v1/literal"), "(ok) 0");
     // The host picks the record by the path; the module compares the whole URL.

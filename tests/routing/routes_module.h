@@ -129,4 +129,9 @@ inline std::string ErrorOf(const TestHost::ApiAnswer& answer) {
     return answer.error ? *answer.error : "(ok)";
 }
 
+// The same followed by the status: "Not found 404".
+inline std::string ErrorAndStatus(const TestHost::ApiAnswer& answer) {
+    return ErrorOf(answer) + " " + std::to_string(answer.status);
+}
+
 }  // namespace Tavix::Client::Testing
