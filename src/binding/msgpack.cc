@@ -7,6 +7,8 @@
 #include <string_view>
 #include <vector>
 
+#include "binding/context.h"
+#include "binding/internal/recent_names.h"
 #include "support/format.h"
 
 namespace Tavix::Client {
@@ -161,7 +163,7 @@ private:
                 keyDue = true;
                 return top.value;
             }
-            BindingValue& field = top.value->Field(key_);
+            BindingValue& field = names_.Field(*top.value, key_);
             stack_.push_back(Frame{&field, 0, FrameState::Fresh});
             return &field;
         }
@@ -409,11 +411,23 @@ private:
         stack_.pop_back();
     }
 
+    // Rehashing the string table as it fills costs more than sizing it once, when the root
+    // container opens: an input has roughly one distinct string per 64 bytes, and beyond the cap
+    // the table grows as it goes.
+    void ReserveStrings(BindingValue& container) {
+        static constexpr std::uint32_t kBytesPerString = 64;
+        static constexpr std::uint32_t kMaxReserved = 1024;
+        if (stack_.size() == 1 && container.Context()->StringCount() == 0) {
+            container.Context()->ReserveStrings(std::min(length_ / kBytesPerString, kMaxReserved));
+        }
+    }
+
     // Every element takes at least one byte, so room is made for no more elements than the rest
     // of the input could hold: a count of 2^32-1 in a five-byte input reserves nothing.
     void OpenArray(BindingValue& target, std::uint64_t count) {
         target.Reset();
         target.MakeCollection();
+        ReserveStrings(target);
         const std::uint64_t room =
             std::min<std::uint64_t>({count, length_ - position_, kBindingMaxElements});
         target.Reserve(static_cast<std::size_t>(room));
@@ -425,6 +439,7 @@ private:
     void OpenMap(BindingValue& target, std::uint64_t pairs) {
         target.Reset();
         target.MakeStructure();
+        ReserveStrings(target);
         Frame& frame = stack_.back();
         frame.remaining = pairs * 2;
         frame.state = FrameState::Map;
@@ -437,6 +452,7 @@ private:
     std::vector<Frame> stack_;
     // The key last read; it borrows the input, and its field is made before the next read.
     std::string_view key_;
+    Internal::RecentNames names_;
 };
 
 }  // namespace

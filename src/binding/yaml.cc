@@ -12,6 +12,7 @@
 
 #include "binding/binding_string.h"
 #include "binding/convert.h"
+#include "binding/internal/recent_names.h"
 #include "support/fnv1a.h"
 #include "support/format.h"
 
@@ -73,7 +74,7 @@ public:
           aliasLimit_(kAliasValuesBase + kAliasValuesPerByte * textLength),
           aliasBudget_(aliasLimit_) {
         entries_.push_back(Entry{&result, {}, false});
-        path_.push_back(Step{StepKind::Root, 0, &result, {}});
+        PushStep(StepKind::Root, 0).root = &result;
     }
 
     void Handle(const yaml_event_t& event) {
@@ -131,9 +132,9 @@ private:
 
     enum class StepKind : std::uint32_t { Index = 0, Key = 1, Root = 2 };
     struct Step {
-        StepKind kind;
-        std::uint32_t index;
-        BindingValue* root;
+        StepKind kind = StepKind::Root;
+        std::uint32_t index = 0;
+        BindingValue* root = nullptr;
         std::string key;
     };
 
@@ -156,13 +157,12 @@ private:
             const auto index = static_cast<std::uint32_t>(container.Size());
             BindingValue& element = container.Append();
             entries_.push_back(Entry{&element, {}, false});
-            path_.push_back(Step{StepKind::Index, index, nullptr, {}});
+            PushStep(StepKind::Index, index);
         } else if (keyPending_) {
-            BindingValue& field = container.Field(pendingKey_);
+            BindingValue& field = names_.Field(container, pendingKey_);
             field.Reset();  // a key given twice keeps its last value only
             entries_.push_back(Entry{&field, {}, false});
-            path_.push_back(Step{StepKind::Key, 0, nullptr, std::move(pendingKey_)});
-            pendingKey_.clear();
+            PushStep(StepKind::Key, 0).key.assign(pendingKey_);
             keyPending_ = false;
         }
     }
@@ -173,8 +173,25 @@ private:
                 --openDepth_;
             }
             entries_.pop_back();
-            path_.pop_back();
+            --pathSize_;
         }
+    }
+
+    // Steps stay in the vector when popped, so that a key's text reuses the room of the one
+    // before it at that depth.
+    Step& PushStep(StepKind kind, std::uint32_t index) {
+        if (pathSize_ == path_.size()) {
+            path_.emplace_back();
+        }
+        Step& step = path_[pathSize_++];
+        step.kind = kind;
+        step.index = index;
+        return step;
+    }
+
+    std::vector<Step> CurrentPath() const {
+        return std::vector<Step>(path_.begin(),
+                                 path_.begin() + static_cast<std::ptrdiff_t>(pathSize_));
     }
 
     // The top entry is an open mapping when the event stands where a key belongs.
@@ -192,7 +209,7 @@ private:
         if (name.empty()) {
             return true;
         }
-        if (!AddAnchor(name, Anchor{false, path_, {}}, line, column)) {
+        if (!AddAnchor(name, Anchor{false, CurrentPath(), {}}, line, column)) {
             return false;
         }
         entries_.back().anchor = name;
@@ -353,10 +370,25 @@ private:
         }
     }
 
+    // Most plain scalars are words; the runtime's reading begins with blanks, a sign, a digit or
+    // a point, or the first letter of its words for infinity and not-a-number.
+    static bool MayBeNumber(std::string_view text) {
+        if (text.empty()) {
+            return false;
+        }
+        const char first = text.front();
+        return (first >= '0' && first <= '9') || first == '-' || first == '+' || first == '.' ||
+               first == 'n' || first == 'N' || first == 'i' || first == 'I' || first == ' ' ||
+               (first >= '\t' && first <= '\r');
+    }
+
     // A plain scalar that the runtime reads whole as a number. Integral values within 64 bits
     // take an integer kind; infinities stay text, like any word the runtime does not read.
     static bool TypeNumber(BindingValue& target, std::string_view text) {
         // libyaml ends every scalar with a NUL, so the runtime may read it in place.
+        if (!MayBeNumber(text)) {
+            return false;
+        }
         char* end = nullptr;
         const double number = std::strtod(text.data(), &end);
         if (end != text.data() + text.size() || std::isinf(number)) {
@@ -428,6 +460,8 @@ private:
     BindingResult& result_;
     std::vector<Entry> entries_;
     std::vector<Step> path_;
+    std::size_t pathSize_ = 0;
+    Internal::RecentNames names_;
     FrameHashMap<std::string, Anchor> anchors_;
     std::string pendingKey_;
     // An empty key is a key all the same.
