@@ -164,6 +164,8 @@ private:
                 return top.value;
             }
             BindingValue& field = names_.Field(*top.value, key_);
+            // A key given twice keeps its last value only.
+            names_.Clear(field);
             stack_.push_back(Frame{&field, 0, FrameState::Fresh});
             return &field;
         }
@@ -220,9 +222,7 @@ private:
                 ReadString(target, byte & 0x1F);
                 return;
             case Shape::Nil:
-                // A repeated key may have filled this field before.
-                target.Reset();
-                break;
+                break;  // every target starts empty
             case Shape::Refused:
                 result_.SetError(Format(kInvalidData, position_));
                 return;
@@ -425,7 +425,6 @@ private:
     // Every element takes at least one byte, so room is made for no more elements than the rest
     // of the input could hold: a count of 2^32-1 in a five-byte input reserves nothing.
     void OpenArray(BindingValue& target, std::uint64_t count) {
-        target.Reset();
         target.MakeCollection();
         ReserveStrings(target);
         const std::uint64_t room =
@@ -437,7 +436,6 @@ private:
     }
 
     void OpenMap(BindingValue& target, std::uint64_t pairs) {
-        target.Reset();
         target.MakeStructure();
         ReserveStrings(target);
         Frame& frame = stack_.back();

@@ -160,7 +160,7 @@ private:
             PushStep(StepKind::Index, index);
         } else if (keyPending_) {
             BindingValue& field = names_.Field(container, pendingKey_);
-            field.Reset();  // a key given twice keeps its last value only
+            names_.Clear(field);  // a key given twice keeps its last value only
             entries_.push_back(Entry{&field, {}, false});
             PushStep(StepKind::Key, 0).key.assign(pendingKey_);
             keyPending_ = false;

@@ -277,6 +277,13 @@ TEST(MessagePackTest, ARepeatedKeyKeepsItsLastValueWhole) {
     EXPECT_TRUE(nil.result.HasField("a"));
     EXPECT_TRUE(nil.result.GetField("a").IsEmpty());
 
+    // The names inside the replaced map are released, and the same names come again.
+    const Read maps = ReadBytes({0x83, 0xA1, 'a', 0x81, 0xA1, 'x', 0x01, 0xA1, 'a', 0x81, 0xA1, 'x',
+                                 0x02, 0xA1, 'x', 0x03});
+    ASSERT_TRUE(maps.result.Ok());
+    EXPECT_EQ(maps.result.GetField("a").GetField("x").GetSigned(), 2);
+    EXPECT_EQ(maps.result.GetField("x").GetSigned(), 3);
+
     const Read scalar = ReadBytes({0x82, 0xA1, 'a', 0x01, 0xA1, 'a', 0xA1, 'z'});
     EXPECT_EQ(scalar.result.GetField("a").GetString(), "z");
 }

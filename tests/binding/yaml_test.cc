@@ -123,10 +123,13 @@ TEST(YamlTest, BuildsNestedSequencesAndMappings) {
     EXPECT_EQ(root.Size(), 2u);
     EXPECT_EQ(Parse("plain").GetString(), "plain");
     // A key given twice keeps its last value whole.
-    const BindingResult twice = Parse("a: [1, 2]\na: [3]\nb: {x: 1}\nb: 5\n");
+    const BindingResult twice =
+        Parse("a: [1, 2]\na: [3]\nb: {x: 1}\nb: 5\nc: {y: 1}\nc: {y: 2}\ny: 3\n");
     ASSERT_TRUE(twice.Ok()) << twice.ErrorText();
     EXPECT_EQ(twice.GetField("a").Size(), 1u);
     EXPECT_EQ(twice.GetField("b").GetUnsigned(), 5u);
+    EXPECT_EQ(twice.GetField("c").GetField("y").GetUnsigned(), 2u);
+    EXPECT_EQ(twice.GetField("y").GetUnsigned(), 3u);
 }
 
 TEST(YamlTest, MappingKeysAreUntypedStrings) {

@@ -16,9 +16,9 @@ namespace Tavix::Client::Internal {
 class RecentNames {
 public:
     // The field `name` of `structure`, which must already be a structure; made when missing.
-    // The cache holds no reference: a field's name lives as long as its node, and a reader
-    // removes no node while it runs, so every structure filled through one cache must stay
-    // whole until the cache goes.
+    // The cache holds no reference: a field's name lives as long as its node. A caller that
+    // releases nodes of a structure filled through the cache (a key given twice replacing a
+    // container) empties it through `Clear`.
     BindingValue& Field(BindingValue& structure, std::string_view name) {
         StructureData& data = *BindingValueAccess::Structure(structure);
         BindingString*& cached = slots_[Slot(name)];
@@ -28,6 +28,17 @@ public:
         StructureNode* node = FindOrInsertNode(data, name, nullptr);
         cached = node->Name();
         return node->value;
+    }
+
+    // Empties `field` for a new value; a container there may hold names that the cache knows.
+    void Clear(BindingValue& field) {
+        if (field.Kind() == BindingValueKind::Collection ||
+            field.Kind() == BindingValueKind::Structure) {
+            for (BindingString*& slot : slots_) {
+                slot = nullptr;
+            }
+        }
+        field.Reset();
     }
 
 private:
