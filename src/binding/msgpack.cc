@@ -204,7 +204,6 @@ private:
     }
 
     void ReadValue(std::uint8_t byte, BindingValue& target) {
-        std::uint64_t number = 0;
         switch (kShapes[byte]) {
             case Shape::PositiveFixInt:
                 target.SetSigned(byte);
@@ -241,65 +240,36 @@ private:
             case Shape::Bin32:
                 ReadSized<4>(target, &MessagePackReader::ReadBlob);
                 return;
-            case Shape::Float32: {
-                if (!ReadNumber<4>(number)) {
-                    return;
-                }
-                const auto bits = static_cast<std::uint32_t>(number);
-                float value = 0.0f;
-                std::memcpy(&value, &bits, sizeof(value));
-                target.SetFloat(value);
-                break;
-            }
-            case Shape::Float64: {
-                if (!ReadNumber<8>(number)) {
-                    return;
-                }
-                double value = 0.0;
-                std::memcpy(&value, &number, sizeof(value));
-                target.SetFloat(value);
-                break;
-            }
+            case Shape::Float32:
+                ReadScalar<4>(target, SetFloat32);
+                return;
+            case Shape::Float64:
+                ReadScalar<8>(target, SetFloat64);
+                return;
             case Shape::UInt8:
-                if (!ReadUnsigned<1>(target)) {
-                    return;
-                }
-                break;
+                ReadScalar<1>(target, SetUnsigned);
+                return;
             case Shape::UInt16:
-                if (!ReadUnsigned<2>(target)) {
-                    return;
-                }
-                break;
+                ReadScalar<2>(target, SetUnsigned);
+                return;
             case Shape::UInt32:
-                if (!ReadUnsigned<4>(target)) {
-                    return;
-                }
-                break;
+                ReadScalar<4>(target, SetUnsigned);
+                return;
             case Shape::UInt64:
-                if (!ReadUnsigned<8>(target)) {
-                    return;
-                }
-                break;
+                ReadScalar<8>(target, SetUnsigned);
+                return;
             case Shape::Int8:
-                if (!ReadSigned<std::int8_t>(target)) {
-                    return;
-                }
-                break;
+                ReadScalar<1>(target, SetSigned<std::int8_t>);
+                return;
             case Shape::Int16:
-                if (!ReadSigned<std::int16_t>(target)) {
-                    return;
-                }
-                break;
+                ReadScalar<2>(target, SetSigned<std::int16_t>);
+                return;
             case Shape::Int32:
-                if (!ReadSigned<std::int32_t>(target)) {
-                    return;
-                }
-                break;
+                ReadScalar<4>(target, SetSigned<std::int32_t>);
+                return;
             case Shape::Int64:
-                if (!ReadSigned<std::int64_t>(target)) {
-                    return;
-                }
-                break;
+                ReadScalar<8>(target, SetSigned<std::int64_t>);
+                return;
             case Shape::Str8:
                 ReadSized<1>(target, &MessagePackReader::ReadString);
                 return;
@@ -350,24 +320,32 @@ private:
         return true;
     }
 
-    template <std::size_t Width>
-    bool ReadUnsigned(BindingValue& target) {
-        std::uint64_t number = 0;
-        if (!ReadNumber<Width>(number)) {
-            return false;
-        }
-        target.SetUnsigned(number);
-        return true;
+    // How the bits of a fixed-width scalar become a value.
+    using SetScalar = void (*)(BindingValue&, std::uint64_t);
+    static void SetUnsigned(BindingValue& target, std::uint64_t bits) { target.SetUnsigned(bits); }
+    template <typename Signed>
+    static void SetSigned(BindingValue& target, std::uint64_t bits) {
+        target.SetSigned(static_cast<Signed>(bits));  // sign-extended from its width
+    }
+    static void SetFloat32(BindingValue& target, std::uint64_t bits) {
+        const auto narrow = static_cast<std::uint32_t>(bits);
+        float value = 0.0f;
+        std::memcpy(&value, &narrow, sizeof(value));
+        target.SetFloat(value);
+    }
+    static void SetFloat64(BindingValue& target, std::uint64_t bits) {
+        double value = 0.0;
+        std::memcpy(&value, &bits, sizeof(value));
+        target.SetFloat(value);
     }
 
-    template <typename Signed>
-    bool ReadSigned(BindingValue& target) {
-        std::uint64_t number = 0;
-        if (!ReadNumber<sizeof(Signed)>(number)) {
-            return false;
+    template <std::size_t Width>
+    void ReadScalar(BindingValue& target, SetScalar set) {
+        std::uint64_t bits = 0;
+        if (ReadNumber<Width>(bits)) {
+            set(target, bits);
+            stack_.pop_back();
         }
-        target.SetSigned(static_cast<Signed>(number));
-        return true;
     }
 
     // Reads a size or a count of `Width` bytes and hands it on.
