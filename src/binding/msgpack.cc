@@ -141,8 +141,7 @@ private:
     };
 
     // Pops the containers that are complete and returns the value that the next object fills,
-    // or null when the stack has emptied. The open state lives in the frame rather than in the
-    // value's kind: a map key given twice reaches a field that may already hold a container.
+    // or null when the stack has emptied.
     BindingValue* NextTarget(bool& keyDue) {
         while (!stack_.empty()) {
             Frame& top = stack_.back();

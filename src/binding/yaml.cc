@@ -121,9 +121,7 @@ public:
     }
 
 private:
-    // An open node or a slot waiting for its value. Whether it is open is kept here rather than
-    // read from the value's kind: a key given twice reaches a field that already holds a
-    // container, and that field is a slot for the new value.
+    // An open sequence or mapping, or a slot waiting for its value.
     struct Entry {
         BindingValue* target;
         std::string anchor;
