@@ -251,14 +251,15 @@ TEST_F(RoutesTest, TextThatLooksLikeADocumentIsReadForRecordsAndLists) {
     EXPECT_EQ(ErrorOf(call("shape=%7B")),
               "Couldn't deserialize JSON value for parameter 'shape' of 'GetTestV1SniffByTail': "
               "Error: Missing a name for object member. at offset 1.");
-    EXPECT_EQ(
-        ErrorOf(call("shape=---%0Aname:%20x")),
-        "Couldn't deserialize YAML value for parameter 'shape' of 'GetTestV1SniffByTail': The "
-        "YAML reader is not built");
-    EXPECT_EQ(
-        ErrorOf(call("shape=%81%A4name")),
-        "Couldn't deserialize MessagePack value for parameter 'shape' of 'GetTestV1SniffByTail': "
-        "The MessagePack reader is not built");
+    EXPECT_EQ(call("shape=---%0Aname:%20tri").value, Value::Text("tri|-"));
+    EXPECT_EQ(ErrorOf(call("shape=---%0A-%20[")),
+              "Couldn't deserialize YAML value for parameter 'shape' of 'GetTestV1SniffByTail': "
+              "YAML parser error: did not find expected node content. At line: 2 col: 0");
+    EXPECT_EQ(call("shape=%81%A4name%A2sq").value, Value::Text("sq|-"));
+    EXPECT_EQ(ErrorOf(call("shape=%81%01%02")),
+              "Couldn't deserialize MessagePack value for parameter 'shape' of "
+              "'GetTestV1SniffByTail': Invalid MessagePack data at position 2. Map keys must be "
+              "strings.");
     EXPECT_EQ(call("shape").value, Value::Text("|-"));
 }
 
@@ -325,15 +326,18 @@ TEST_F(BodyTest, AJsonBodyBindsTheBodyArgumentByItsContentType) {
               "Error: Invalid value. at offset 8.");
 }
 
-TEST_F(BodyTest, OtherContentTypesAreRefusedOrWaitForTheirReaders) {
+TEST_F(BodyTest, MessagePackAndYamlBodiesAreReadAndOtherTypesRefused) {
+    const std::string tri("\x82\xA4name\xA3tri\xA6points\x91\x81\xA1x\x01", 22);
+    EXPECT_EQ(Send("/test/v1/shapes/a", "application/x-msgpack", tri).value,
+              Value::Text("a=tri/1"));
+    EXPECT_EQ(ErrorOf(Send("/test/v1/shapes/a", "application/x-msgpack", tri + "\xC0")),
+              "Extra MessgePack data found in body");
+    EXPECT_EQ(Send("/test/v1/shapes/a", "application/x-yaml", "name: tri\npoints: [{x: 1}]").value,
+              Value::Text("a=tri/1"));
     EXPECT_EQ(ErrorOf(Send("/test/v1/shapes/a", "text/plain", "{}")),
               "Unsupported body content type");
     EXPECT_EQ(ErrorOf(Send("/test/v1/shapes/a", std::nullopt, "{}")),
               "Unsupported body content type");
-    EXPECT_EQ(ErrorOf(Send("/test/v1/shapes/a", "application/x-msgpack", "\x80")),
-              "The MessagePack reader is not built");
-    EXPECT_EQ(ErrorOf(Send("/test/v1/shapes/a", "application/x-yaml", "name: a")),
-              "The YAML reader is not built");
 }
 
 TEST_F(BodyTest, TheBodyIsReadEvenAfterAFailureAndItsRefusalIsTheOneReported) {
