@@ -184,6 +184,26 @@ void MatchmakingPlugin::AbandonSearch() {
     NotifyExitedQueue();
 }
 
+ResourceOf<std::vector<Api::MatchmakingSearchErrorResource>> MatchmakingPlugin::GetSearchErrors() {
+    if (search == nullptr) {
+        return NotFound("No matchmaking search exists.");
+    }
+    return search->errors;
+}
+
+ResourceOf<Api::MatchmakingSearchErrorResource> MatchmakingPlugin::GetSearchError(std::int32_t id) {
+    // Not the text of the list's route: the two routes differ here.
+    if (search == nullptr) {
+        return NotFound("No matchmaking search.");
+    }
+    for (const Api::MatchmakingSearchErrorResource& error : search->errors) {
+        if (error.id == id) {
+            return error;
+        }
+    }
+    return NotFound(Format("Failed to find matchmaking error with id %1.", id));
+}
+
 void MatchmakingPlugin::OnLowPriorityQueueAbandoned(const BindingValue&) {
     if (abandonedLowPriorityQueue) {
         return;

@@ -55,9 +55,11 @@ Resource LegacyQueueStrategy::DeclineReadyCheck() {
     return AnswerReadyCheck(false, "Failed to decline the ready-check");
 }
 
+// The answer carries nothing, but it is read all the same: it may arrive in pieces, and only the
+// last piece tells whether the platform took the answer.
 Resource LegacyQueueStrategy::AnswerReadyCheck(bool accept, const char* failureText) {
-    MaybeType<Failure, void> answer =
-        plugin->Await(plugin->LcdsInvoke<void>(kGameService, "acceptPoppedGame", accept));
+    MaybeType<Failure, BindingValue> answer =
+        plugin->Await(plugin->LcdsInvoke<BindingValue>(kGameService, "acceptPoppedGame", accept));
     return answer.IsFailure() ? InternalServerError(failureText) : Resource();
 }
 

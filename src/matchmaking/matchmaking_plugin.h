@@ -79,9 +79,14 @@ public:
     void OnLowPriorityQueueAbandoned(const BindingValue& message);
 
     // ---- Routes -----------------------------------------------------------------------------
+    // Each GET answers with a copy and changes nothing.
+    ResourceOf<Api::MatchmakingSearchResource> GetSearch();
     Resource PostSearch();
     Resource DeleteSearch();
     Resource PutSearch(const Api::MatchmakingSearchResource& body);
+    ResourceOf<std::vector<Api::MatchmakingSearchErrorResource>> GetSearchErrors();
+    ResourceOf<Api::MatchmakingSearchErrorResource> GetSearchError(std::int32_t id);
+    ResourceOf<Api::MatchmakingReadyCheckResource> GetReadyCheck();
     Resource PostReadyCheckAccept();
     Resource PostReadyCheckDecline();
 

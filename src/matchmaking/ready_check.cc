@@ -48,6 +48,14 @@ void MatchmakingPlugin::TickReadyCheck() {
     PublishResource(PluginResourceEventType::Update, kReadyCheckUri, readyCheck);
 }
 
+// The resource exists whenever a search does, with the state Invalid outside a check.
+ResourceOf<Api::MatchmakingReadyCheckResource> MatchmakingPlugin::GetReadyCheck() {
+    if (search == nullptr) {
+        return NotFound("Not attached to a matchmaking queue.");
+    }
+    return search->readyCheck;
+}
+
 Resource MatchmakingPlugin::PostReadyCheckAccept() {
     Log(LogLevel::Always, kLogGroupDbg, "Ready Check - User attempting to Accept");
     return AnswerReadyCheck(true);

@@ -102,6 +102,13 @@ void MatchmakingPlugin::CancelAndDestroySearch() {
     DestroySearch();
 }
 
+ResourceOf<Api::MatchmakingSearchResource> MatchmakingPlugin::GetSearch() {
+    if (search == nullptr) {
+        return NotFound("No matchmaking search exists.");
+    }
+    return *search;
+}
+
 Resource MatchmakingPlugin::PostSearch() {
     if (!currentLobbyStatus.has_value()) {
         return NotFound("Not in a lobby!");

@@ -10,9 +10,12 @@
 #include <utility>
 #include <vector>
 
+#include "binding/host_conversion.h"
+#include "binding/json.h"
 #include "core/event_injection.h"
 #include "core/host.h"
 #include "core/module.h"
+#include "frame/native_conversion.h"
 #include "frame/plugin_export.h"
 #include "matchmaking/matchmaking_plugin.h"
 #include "neighbours/neighbours.h"
@@ -39,6 +42,19 @@ struct Published {
 
 inline std::ostream& operator<<(std::ostream& out, const Published& published) {
     return out << published.eventType << " " << published.uri << " " << published.data;
+}
+
+// What a route answered: whether it succeeded, its status and text, and its value as JSON.
+struct RouteAnswer {
+    bool ok = true;
+    std::uint32_t status = 0;
+    std::string error;
+    std::string json = "null";
+};
+
+inline std::ostream& operator<<(std::ostream& out, const RouteAnswer& answer) {
+    return out << (answer.ok ? "ok " : "failed ") << answer.status << " " << answer.error << " "
+               << answer.json;
 }
 
 class PluginTest : public ::testing::Test {
@@ -68,6 +84,12 @@ protected:
     auto InModule(Work&& work) {
         TestHost::Host::ModuleCall call(host, module->ClientId());
         return work();
+    }
+
+    // Calls one of the plug-in's routes as a host would, with `body` as the request's body.
+    RouteAnswer Call(const std::string& method, const std::string& path,
+                     const Value& body = Value::None()) {
+        return InModule([&] { return Route(method, path, body); });
     }
 
     // Lets the host run what is due, without moving the clock.
@@ -112,6 +134,61 @@ protected:
             }
         }
         return requests;
+    }
+
+    template <typename T>
+    RouteAnswer Answer(ResourceOf<T> resource) {
+        RouteAnswer answer = Answer(Resource(std::move(resource)));
+        if (answer.ok) {
+            BindingResult value;
+            NativeToValue(value, resource.value, &plugin->GetDispatcher());
+            answer.json = WriteJson(value, &plugin->GetDispatcher(), nullptr);
+        }
+        return answer;
+    }
+    RouteAnswer Answer(Resource resource) {
+        return {resource.ok, resource.status, resource.error, "null"};
+    }
+
+    RouteAnswer Route(const std::string& method, const std::string& path, const Value& body) {
+        const std::string kErrors = "/arx-matchmaking/v1/search/errors/";
+        if (path == "/arx-matchmaking/v1/search") {
+            if (method == "GET")
+                return Answer(plugin->GetSearch());
+            if (method == "POST")
+                return Answer(plugin->PostSearch());
+            if (method == "DELETE")
+                return Answer(plugin->DeleteSearch());
+            if (method == "PUT") {
+                TestHost::ValueArena arena;
+                const HostValue hostValue = arena.Build(body);
+                BindingResult read;
+                BindingValue value;
+                FromHostValue(read, value, hostValue, "search");
+                Api::MatchmakingSearchResource search;
+                ValueToNative(read, search, value, "search", &plugin->GetDispatcher(), 0);
+                if (!read.Ok()) {
+                    return {false, 0, std::string(read.ErrorText()), "null"};
+                }
+                return Answer(plugin->PutSearch(search));
+            }
+        }
+        if (path == "/arx-matchmaking/v1/search/errors" && method == "GET") {
+            return Answer(plugin->GetSearchErrors());
+        }
+        if (path.rfind(kErrors, 0) == 0 && method == "GET") {
+            return Answer(plugin->GetSearchError(std::stoi(path.substr(kErrors.size()))));
+        }
+        if (path == "/arx-matchmaking/v1/ready-check" && method == "GET") {
+            return Answer(plugin->GetReadyCheck());
+        }
+        if (path == "/arx-matchmaking/v1/ready-check/accept" && method == "POST") {
+            return Answer(plugin->PostReadyCheckAccept());
+        }
+        if (path == "/arx-matchmaking/v1/ready-check/decline" && method == "POST") {
+            return Answer(plugin->PostReadyCheckDecline());
+        }
+        return {false, 404, "Invalid function", "null"};
     }
 
     TestHost::Host host;
