@@ -88,6 +88,17 @@ bool BareHost::Deliver(const std::string& name, const Client::HostValue& payload
     return true;
 }
 
+bool BareHost::RunNext() {
+    if (callbacks_.empty()) {
+        return false;
+    }
+    const auto next = callbacks_.begin();
+    const auto [callback, context] = next->second;
+    callbacks_.erase(next);
+    callback(context);
+    return true;
+}
+
 std::size_t BareHost::Advance(double seconds, std::size_t limit) {
     const std::int64_t end = now_ + static_cast<std::int64_t>(seconds > 0.0 ? seconds * 1e9 : 0.0);
     std::size_t ran = 0;

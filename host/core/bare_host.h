@@ -35,6 +35,9 @@ public:
     // Moves the clock by `seconds` and runs, in due order, what comes due on the way; callbacks
     // scheduled meanwhile run too when due. Stops after `limit` callbacks.
     std::size_t Advance(double seconds, std::size_t limit = 1000);
+    // Runs the earliest pending callback whenever it is due, without moving the clock; false
+    // when none is pending. For timing a module's callback on its own.
+    bool RunNext();
     std::int64_t Now() const { return now_; }
     // A clock source over this host's time, for a module linked into the same program.
     static std::int64_t ReadClock(void* host);
