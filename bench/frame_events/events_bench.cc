@@ -22,6 +22,7 @@
 #include "binding/json.h"
 #include "binding/record_builder.h"
 #include "frame/app_module.h"
+#include "frame/host_value.h"
 #include "frame/plugin_export.h"
 #include "frame/resource_events.h"
 

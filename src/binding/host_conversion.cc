@@ -6,7 +6,7 @@
 #include "binding/binding_string.h"
 #include "binding/registry.h"
 #include "binding/value_kind.h"
-#include "frame/host_boundary.h"
+#include "frame/host_value.h"
 #include "log/log.h"
 #include "log/memory.h"
 #include "support/format.h"

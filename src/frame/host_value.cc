@@ -1,7 +1,8 @@
+#include "frame/host_value.h"
+
 #include <cstring>
 #include <vector>
 
-#include "frame/host_boundary.h"
 #include "log/memory.h"
 
 namespace Tavix::Client {

@@ -4,6 +4,7 @@
 
 #include "binding/host_conversion.h"
 #include "binding/json.h"
+#include "frame/host_value.h"
 #include "support/format.h"
 
 namespace Tavix::Client::Internal {

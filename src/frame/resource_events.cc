@@ -6,6 +6,7 @@
 
 #include "binding/host_conversion.h"
 #include "binding/registry.h"
+#include "frame/host_value.h"
 #include "frame/internal/event_handler.h"
 #include "frame/resource_client.h"
 #include "log/memory.h"

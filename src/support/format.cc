@@ -1,8 +1,11 @@
 #include "support/format.h"
 
 #include <charconv>
+#include <cstddef>
+#include <cstdint>
 #include <cstdio>
 #include <cstring>
+#include <type_traits>
 
 #include "support/internal/format_directive.h"
 
@@ -11,6 +14,7 @@ namespace Tavix::Client {
 namespace {
 
 using internal::FormatDirective;
+using internal::FormatLength;
 using internal::FormatStar;
 
 // The conversions each row accepts; the first is its default.
@@ -50,26 +54,103 @@ bool IsSignedRow(FormatArgumentKind kind) {
            kind == FormatArgumentKind::Character;
 }
 
-// The argument's bits as an unsigned 64-bit number, read from the member its row wrote.
-std::uint64_t RawBits(const FormatArgument& argument) {
-    return IsSignedRow(argument.kind) ? static_cast<std::uint64_t>(argument.signedValue)
-                                      : argument.unsignedValue;
+bool IsIntegerConversion(char conversion) {
+    switch (conversion) {
+        case 'd':
+        case 'i':
+        case 'o':
+        case 'u':
+        case 'x':
+        case 'X':
+            return true;
+        default:
+            return false;
+    }
 }
 
-// The value that a signed conversion sees, at the row's own width.
-long long SignedValue(const FormatArgument& argument) {
-    if (IsWide(argument.kind)) {
-        return static_cast<long long>(RawBits(argument));
-    }
-    return static_cast<int>(static_cast<std::uint32_t>(RawBits(argument)));
+// An integer argument's value converted to the type that a directive reads, as a cast in the
+// caller's code would convert it: a 32-bit -1 printed by `%lu` is the 64-bit all-ones number.
+template <typename Target>
+Target ValueAs(const FormatArgument& argument) {
+    return IsSignedRow(argument.kind) ? static_cast<Target>(argument.signedValue)
+                                      : static_cast<Target>(argument.unsignedValue);
 }
 
-// The value that an unsigned conversion sees, at the row's own width.
-unsigned long long UnsignedValue(const FormatArgument& argument) {
-    if (IsWide(argument.kind)) {
-        return RawBits(argument);
+// The length that reaches the runtime with `conversion`, chosen so that the runtime reads exactly
+// the type the argument is handed over as.
+FormatLength LengthFor(FormatArgumentKind kind, FormatLength written, char conversion) {
+    if (IsIntegerConversion(conversion)) {
+        if (written == FormatLength::None || written == FormatLength::LongDouble) {
+            // `L` names no integer type. A 64-bit argument under a directive that names no length
+            // gets `ll` rather than the literal `int`, which would lose its upper half.
+            return IsWide(kind) ? FormatLength::LongLong : FormatLength::None;
+        }
+        return written;
     }
-    return static_cast<std::uint32_t>(RawBits(argument));
+    if (kind == FormatArgumentKind::Double && written == FormatLength::LongDouble) {
+        return written;
+    }
+    // `%lc` and `%ls` would read a wide character or a wide text, which no argument is, and
+    // every other length on `c`, `s` or a float is meaningless or changes nothing.
+    return FormatLength::None;
+}
+
+const char* LengthText(FormatLength length) {
+    switch (length) {
+        case FormatLength::None:
+            break;
+        case FormatLength::Char:
+            return "hh";
+        case FormatLength::Short:
+            return "h";
+        case FormatLength::Long:
+            return "l";
+        case FormatLength::LongLong:
+            return "ll";
+        case FormatLength::Maximum:
+            return "j";
+        case FormatLength::Size:
+            return "z";
+        case FormatLength::PointerDifference:
+            return "t";
+        case FormatLength::LongDouble:
+            return "L";
+    }
+    return "";
+}
+
+// Calls `use` with the argument converted to the type that `length` names for a signed or an
+// unsigned conversion. `hh` and `h` hand over the narrowed value, which the call promotes back
+// to an int, as the runtime expects for them.
+template <typename Use>
+decltype(auto) WithIntegerType(FormatLength length, bool isSigned, const FormatArgument& argument,
+                               Use&& use) {
+    switch (length) {
+        case FormatLength::Char:
+            return isSigned ? use(ValueAs<signed char>(argument))
+                            : use(ValueAs<unsigned char>(argument));
+        case FormatLength::Short:
+            return isSigned ? use(ValueAs<short>(argument))
+                            : use(ValueAs<unsigned short>(argument));
+        case FormatLength::Long:
+            return isSigned ? use(ValueAs<long>(argument)) : use(ValueAs<unsigned long>(argument));
+        case FormatLength::LongLong:
+            return isSigned ? use(ValueAs<long long>(argument))
+                            : use(ValueAs<unsigned long long>(argument));
+        case FormatLength::Maximum:
+            return isSigned ? use(ValueAs<std::intmax_t>(argument))
+                            : use(ValueAs<std::uintmax_t>(argument));
+        case FormatLength::Size:
+            return isSigned ? use(ValueAs<std::make_signed_t<std::size_t>>(argument))
+                            : use(ValueAs<std::size_t>(argument));
+        case FormatLength::PointerDifference:
+            return isSigned ? use(ValueAs<std::ptrdiff_t>(argument))
+                            : use(ValueAs<std::make_unsigned_t<std::ptrdiff_t>>(argument));
+        case FormatLength::None:
+        case FormatLength::LongDouble:
+            break;
+    }
+    return isSigned ? use(ValueAs<int>(argument)) : use(ValueAs<unsigned>(argument));
 }
 
 class Output {
@@ -127,58 +208,48 @@ int Print(Output& output, const char* directive, int starCount, const int* stars
 
 bool RenderArgument(Output& output, const FormatDirective& directive,
                     const FormatArgument& argument, int starCount, const int* stars) {
-    const char conversion = ValidConversion(argument.kind, directive);
     const bool plain = directive.textLength == 1 && starCount == 0;
-
     // The common cases print without the runtime's format parser.
     if (plain && argument.kind == FormatArgumentKind::Text) {
         const char* text = argument.text != nullptr ? argument.text : "(null)";
         return output.Append(text, std::strlen(text));
     }
-    if (plain && (conversion == 'd' || conversion == 'i' || conversion == 'u') &&
-        argument.kind != FormatArgumentKind::Double) {
-        char digits[24];
-        const auto result =
-            conversion == 'u'
-                ? std::to_chars(digits, digits + sizeof digits, UnsignedValue(argument))
-                : std::to_chars(digits, digits + sizeof digits, SignedValue(argument));
-        return output.Append(digits, static_cast<std::size_t>(result.ptr - digits));
+
+    const char conversion = ValidConversion(argument.kind, directive);
+    const FormatLength length = LengthFor(argument.kind, directive.length, conversion);
+    const bool isSigned = conversion == 'd' || conversion == 'i';
+    if (plain && (isSigned || conversion == 'u') && argument.kind != FormatArgumentKind::Double) {
+        return WithIntegerType(length, isSigned, argument, [&output](auto value) {
+            char digits[24];
+            const auto result = std::to_chars(digits, digits + sizeof digits, value);
+            return output.Append(digits, static_cast<std::size_t>(result.ptr - digits));
+        });
     }
 
+    // Text, a length of at most two characters, the conversion and the NUL.
     char final[kFormatDirectiveLimit + 4];
     std::memcpy(final, directive.text, directive.textLength);
-    std::size_t length = directive.textLength;
-    if (IsWide(argument.kind) && conversion != 'c') {
-        final[length++] = 'l';
-        final[length++] = 'l';
+    std::size_t used = directive.textLength;
+    for (const char* c = LengthText(length); *c != '\0'; ++c) {
+        final[used++] = *c;
     }
-    final[length++] = conversion;
-    final[length] = '\0';
+    final[used++] = conversion;
+    final[used] = '\0';
 
+    const auto print = [&](auto value) { return Print(output, final, starCount, stars, value); };
     int printed = -1;
     switch (argument.kind) {
         case FormatArgumentKind::Text:
-            printed = Print(output, final, starCount, stars,
-                            argument.text != nullptr ? argument.text : "(null)");
+            printed = print(argument.text != nullptr ? argument.text : "(null)");
             break;
         case FormatArgumentKind::Double:
-            printed = Print(output, final, starCount, stars, argument.doubleValue);
+            printed = length == FormatLength::LongDouble
+                          ? print(static_cast<long double>(argument.doubleValue))
+                          : print(argument.doubleValue);
             break;
         default:
-            if (conversion == 'c') {
-                printed =
-                    Print(output, final, starCount, stars, static_cast<int>(SignedValue(argument)));
-            } else if (conversion == 'd' || conversion == 'i') {
-                printed = IsWide(argument.kind)
-                              ? Print(output, final, starCount, stars, SignedValue(argument))
-                              : Print(output, final, starCount, stars,
-                                      static_cast<int>(SignedValue(argument)));
-            } else {
-                printed = IsWide(argument.kind)
-                              ? Print(output, final, starCount, stars, UnsignedValue(argument))
-                              : Print(output, final, starCount, stars,
-                                      static_cast<unsigned>(UnsignedValue(argument)));
-            }
+            printed = conversion == 'c' ? print(ValueAs<int>(argument))
+                                        : WithIntegerType(length, isSigned, argument, print);
             break;
     }
     return output.Advance(printed);
@@ -190,7 +261,7 @@ bool StarValue(const FormatArgument& argument, int& value) {
     if (argument.kind == FormatArgumentKind::Double || argument.kind == FormatArgumentKind::Text) {
         return false;
     }
-    value = static_cast<int>(static_cast<std::uint32_t>(RawBits(argument)));
+    value = ValueAs<int>(argument);
     return true;
 }
 

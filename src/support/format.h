@@ -15,7 +15,10 @@ namespace Tavix::Client {
 // directive, and a plain printf directive takes the next argument in order. A
 // conversion that does not suit the argument is replaced by the argument's default, so nothing
 // is ever read or written beyond what was passed (`%d` with a text prints the text, `%n` prints
-// the argument). The text is cut silently at kFormatMaximumLength bytes.
+// the argument). A length converts an integer as a cast to its type would (`%hd` prints 70000
+// as 4464, `%lu` prints a 32-bit -1 as 18446744073709551615); a 64-bit integer under a directive
+// without one keeps its 64 bits, and a length that suits no conversion of the argument (`L` on an
+// integer, `l` on a text) is left out. The text is cut silently at kFormatMaximumLength bytes.
 template <typename... Arguments>
 std::string Format(std::string_view pattern, const Arguments&... arguments);
 

@@ -153,7 +153,7 @@ public:
                 }
                 ParameterDescriptor descriptor;
                 descriptor.percentForm = true;
-                descriptor.spec = std::string(pattern.substr(i, directive.end - i));
+                descriptor.specifier = std::string(pattern.substr(i, directive.end - i));
                 if (directive.position != 0) {
                     index_ = directive.position;
                 }
@@ -199,7 +199,7 @@ private:
                     descriptor.hasFallback = true;
                     break;
                 case ':':
-                    descriptor.hasSpec = true;
+                    descriptor.hasSpecifier = true;
                     break;
                 case '@':
                     descriptor.hasModifier = true;
@@ -224,8 +224,8 @@ private:
     }
 
     static std::string& Section(ParameterDescriptor& descriptor) {
-        if (descriptor.hasSpec) {
-            return descriptor.spec;
+        if (descriptor.hasSpecifier) {
+            return descriptor.specifier;
         }
         if (descriptor.hasModifier) {
             return descriptor.modifier;
@@ -250,8 +250,8 @@ private:
             argument = AsString(argument);
         } else if (descriptor.hasModifier && descriptor.modifier == "hex" && argument.IsInteger()) {
             argument = AsHex(argument);
-            descriptor.hasSpec = true;
-            descriptor.spec = "016llX";
+            descriptor.hasSpecifier = true;
+            descriptor.specifier = "016llX";
         }
         if (descriptor.typedName && !HasTypeSuffix(descriptor.name)) {
             descriptor.name += TypeSuffix(argument);
@@ -268,16 +268,17 @@ private:
             return;
         }
         if (!descriptor.percentForm) {
-            output_.AppendReference(index, descriptor.hasSpec ? descriptor.spec : std::string());
+            output_.AppendReference(index,
+                                    descriptor.hasSpecifier ? descriptor.specifier : std::string());
         } else if (placement == Placement::Bare) {
             output_.AppendReference(index, {});
         } else if (placement == Placement::Positioned) {
-            output_.Append(descriptor.spec);
+            output_.Append(descriptor.specifier);
         } else {
             // `Format` gives a directive without a position the next argument in its own
             // order, which named references before it do not advance; the explicit position
             // keeps the printed argument the one recorded here.
-            output_.AppendReference(index, std::string_view(descriptor.spec).substr(1));
+            output_.AppendReference(index, std::string_view(descriptor.specifier).substr(1));
         }
     }
 

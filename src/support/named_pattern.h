@@ -12,12 +12,12 @@ namespace Tavix::Client {
 struct ParameterDescriptor {
     std::string name;        // empty for an anonymous parameter
     std::string fallback;    // after `?`: printed instead when the argument is empty
-    std::string spec;        // after `:`; for a `%` parameter, its whole directive
+    std::string specifier;   // after `:`; for a `%` parameter, its whole directive
     std::string modifier;    // after `@`: "str" or "hex"
     bool typedName = false;  // `{#name}`: the name gets a suffix for the argument's type
     bool hidden = false;     // `!`: recorded, not printed
     bool hasFallback = false;
-    bool hasSpec = false;
+    bool hasSpecifier = false;
     bool percentForm = false;
     bool hasModifier = false;
 };

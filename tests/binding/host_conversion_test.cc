@@ -277,50 +277,86 @@ TEST(FromHostValue, RefusesUnknownTagsByName) {
     EXPECT_TRUE(untouched.IsEmpty());
 }
 
-TEST(FromHostValue, RefusesNestingBeyondTheLimitWithoutExhaustingTheStack) {
-    constexpr std::size_t kLevels = 100000;
-    std::vector<HostValue> chain(kLevels + 1);
-    for (std::size_t i = 0; i < kLevels; ++i) {
+// `levels` collections of one element each, one inside the other, around a bool.
+std::vector<HostValue> HostChain(std::size_t levels) {
+    std::vector<HostValue> chain(levels + 1);
+    for (std::size_t i = 0; i < levels; ++i) {
         chain[i].tag = kHostValueCollection;
         chain[i].payload.collection.items = &chain[i + 1];
         chain[i].payload.collection.count = 1;
     }
-    chain[kLevels].tag = kHostValueBool;
+    chain[levels].tag = kHostValueBool;
+    chain[levels].payload.boolean = 1;
+    return chain;
+}
 
-    BindingResult result;
-    BindingValue target;
-    EXPECT_FALSE(FromHostValue(result, target, chain[0], "deep"));
-    EXPECT_EQ(result.ErrorText(),
+// How many one-element collections lie one inside the other from `value` down; `bottom` is the
+// first value that is not one.
+std::size_t HostDepth(const HostValue& value, const HostValue*& bottom) {
+    std::size_t depth = 0;
+    bottom = &value;
+    while (bottom->tag == kHostValueCollection && bottom->payload.collection.count == 1) {
+        bottom = &bottom->payload.collection.items[0];
+        ++depth;
+    }
+    return depth;
+}
+
+TEST(FromHostValue, TakesNestingUpToTheLimitAndRefusesOneLevelMore) {
+    const std::vector<HostValue> atLimit = HostChain(kBindingMaxDepth);
+    BindingResult accepted;
+    BindingValue value;
+    EXPECT_TRUE(FromHostValue(accepted, value, atLimit[0], "deep"));
+
+    const std::vector<HostValue> overLimit = HostChain(kBindingMaxDepth + 1);
+    BindingResult refused;
+    BindingValue partial;
+    EXPECT_FALSE(FromHostValue(refused, partial, overLimit[0], "deep"));
+    EXPECT_EQ(refused.ErrorText(),
               "Couldn't assign value to 'deep' because the input nests deeper than 256 levels.");
 
-    // Exactly at the limit it is accepted, and it goes back out whole.
-    chain[kBindingMaxDepth].tag = kHostValueBool;
+    // Far beyond the limit the refusal comes without exhausting the stack.
+    const std::vector<HostValue> farBeyond = HostChain(100000);
+    BindingResult farRefused;
+    BindingValue farPartial;
+    EXPECT_FALSE(FromHostValue(farRefused, farPartial, farBeyond[0], "deep"));
+    EXPECT_EQ(farRefused.ErrorText(), refused.ErrorText());
+}
+
+// Whatever the host may send, the module can send back whole, and what the module sends, it
+// takes back: both directions end at the same depth.
+TEST(FromHostValue, AgreesWithToHostValueOnTheDepthLimit) {
+    const std::vector<HostValue> atLimit = HostChain(kBindingMaxDepth);
     BindingResult accepted;
-    BindingValue limit;
-    ASSERT_TRUE(FromHostValue(accepted, limit, chain[0], "deep"));
+    BindingValue value;
+    ASSERT_TRUE(FromHostValue(accepted, value, atLimit[0], "deep"));
+
     HostValue out{};
-    EXPECT_TRUE(ToHostValue(limit, out, nullptr));
+    EXPECT_TRUE(ToHostValue(value, out, nullptr));
+    const HostValue* bottom = nullptr;
+    EXPECT_EQ(HostDepth(out, bottom), kBindingMaxDepth);
+    EXPECT_EQ(bottom->tag, kHostValueBool);
+
+    BindingResult again;
+    BindingValue back;
+    EXPECT_TRUE(FromHostValue(again, back, out, "deep"));
     FreeHostValue(out);
 }
 
+// One level beyond what FromHostValue takes is what ToHostValue leaves out.
 TEST(ToHostValue, LeavesOutWhatLiesBeyondTheLimit) {
     BindingValue deep;
     BindingValue* current = &deep;
-    for (std::size_t i = 0; i < kBindingMaxDepth + 5; ++i) {
+    for (std::size_t i = 0; i < kBindingMaxDepth + 1; ++i) {
         current = &current->At(0);
     }
     current->SetString("bottom");
 
     HostValue host{};
     EXPECT_FALSE(ToHostValue(deep, host, nullptr));
-    std::size_t depth = 0;
-    const HostValue* level = &host;
-    while (level->tag == kHostValueCollection) {
-        level = &level->payload.collection.items[0];
-        ++depth;
-    }
-    EXPECT_EQ(depth, kBindingMaxDepth);
-    EXPECT_EQ(level->tag, kHostValueNone);
+    const HostValue* bottom = nullptr;
+    EXPECT_EQ(HostDepth(host, bottom), kBindingMaxDepth);
+    EXPECT_EQ(bottom->tag, kHostValueNone);
     FreeHostValue(host);
 }
 

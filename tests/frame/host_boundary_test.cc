@@ -7,6 +7,7 @@
 #include <set>
 #include <vector>
 
+#include "frame/host_value.h"
 #include "log/memory.h"
 
 namespace Tavix::Client {

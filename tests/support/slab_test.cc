@@ -440,6 +440,37 @@ TEST(SlabPoolTest, PagesAreAlignedAndComeFromTheLowestAddressUp) {
     EXPECT_EQ(stats.regionsReturned, 2u);
 }
 
+// A region that handed out all its pages becomes available again with the first page back: the
+// next request takes that page and maps nothing.
+TEST(SlabPoolTest, APageBackInAFullRegionServesTheNextRequest) {
+    SlabPool pool;
+    std::vector<void*> pages;
+    for (std::size_t i = 0; i < kSlabPagesPerRegion; ++i) {
+        pages.push_back(pool.AcquirePage());
+    }
+    ASSERT_EQ(pool.GetStatistics().pagesAvailable, 0u);
+
+    for (const std::size_t returned : {std::size_t{7}, std::size_t{0}, kSlabPagesPerRegion - 1}) {
+        pool.ReleasePage(pages[returned]);
+        EXPECT_EQ(pool.AcquirePage(), pages[returned]) << returned;
+        const SlabPool::Statistics stats = pool.GetStatistics();
+        EXPECT_EQ(stats.regionsAcquired, 1u) << returned;
+        EXPECT_EQ(stats.regionsInUse, 1u) << returned;
+        EXPECT_EQ(stats.pagesAvailable, 0u) << returned;
+    }
+    // Full again, so the next request does map a second region.
+    void* next = pool.AcquirePage();
+    EXPECT_NE(Address(next) & ~std::uintptr_t{kSlabRegionSize - 1},
+              Address(pages[0]) & ~std::uintptr_t{kSlabRegionSize - 1});
+    EXPECT_EQ(pool.GetStatistics().regionsAcquired, 2u);
+
+    pool.ReleasePage(next);
+    for (void* page : pages) {
+        pool.ReleasePage(page);
+    }
+    EXPECT_EQ(pool.GetStatistics().regionsInUse, 0u);
+}
+
 TEST(SlabPoolTest, RefusedRegionFallsBackToTheHeap) {
     SlabPool pool(SlabPool::RegionSource{[]() -> void* { return nullptr; }, [](void*) {}});
     SlabContext context(pool);

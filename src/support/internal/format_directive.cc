@@ -21,7 +21,7 @@ constexpr std::size_t kPositionCap = 1000;
 class DirectiveReader {
 public:
     DirectiveReader(std::string_view pattern, std::size_t start, FormatDirective& directive)
-        : pattern_(pattern), index_(start), spec_(directive) {}
+        : pattern_(pattern), index_(start), directive_(directive) {}
 
     bool AtEnd() const { return index_ >= pattern_.size(); }
     char Peek() const { return pattern_[index_]; }
@@ -32,12 +32,12 @@ public:
     // Counts one character against the limit and, if `printed`, keeps it in the text.
     bool Take(char c, bool printed) {
         if (count_ + 1 >= kFormatDirectiveLimit) {
-            spec_.tooLong = true;
+            directive_.tooLong = true;
             return false;
         }
         ++count_;
         if (printed) {
-            spec_.text[spec_.textLength++] = c;
+            directive_.text[directive_.textLength++] = c;
         }
         return true;
     }
@@ -89,30 +89,46 @@ public:
 private:
     std::string_view pattern_;
     std::size_t index_;
-    FormatDirective& spec_;
+    FormatDirective& directive_;
     std::size_t count_ = 0;
 };
 
-bool ReadLength(DirectiveReader& reader) {
+bool ReadLength(DirectiveReader& reader, FormatLength& length) {
     if (reader.AtEnd()) {
         return true;
     }
     const char c = reader.Peek();
-    if (c == 'L' || c == 'j' || c == 't' || c == 'z') {
-        reader.Skip();
-        return reader.Take(c, false);
-    }
-    if (c == 'h' || c == 'l') {
-        reader.Skip();
-        if (!reader.Take(c, false)) {
-            return false;
-        }
-        if (!reader.AtEnd() && reader.Peek() == c) {
+    switch (c) {
+        case 'L':
+            length = FormatLength::LongDouble;
+            break;
+        case 'j':
+            length = FormatLength::Maximum;
+            break;
+        case 'z':
+            length = FormatLength::Size;
+            break;
+        case 't':
+            length = FormatLength::PointerDifference;
+            break;
+        case 'h':
+        case 'l':
             reader.Skip();
-            return reader.Take(c, false);
-        }
+            if (!reader.Take(c, false)) {
+                return false;
+            }
+            length = c == 'h' ? FormatLength::Short : FormatLength::Long;
+            if (!reader.AtEnd() && reader.Peek() == c) {
+                reader.Skip();
+                length = c == 'h' ? FormatLength::Char : FormatLength::LongLong;
+                return reader.Take(c, false);
+            }
+            return true;
+        default:
+            return true;
     }
-    return true;
+    reader.Skip();
+    return reader.Take(c, false);
 }
 
 }  // namespace
@@ -157,7 +173,7 @@ FormatDirective ParseFormatDirective(std::string_view pattern, std::size_t perce
             return directive;
         }
     }
-    if (!ReadLength(reader)) {
+    if (!ReadLength(reader, directive.length)) {
         return directive;
     }
     if (!reader.AtEnd()) {

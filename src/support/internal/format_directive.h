@@ -14,6 +14,19 @@ struct FormatStar {
     std::size_t position = 0;  // 1-based, for Positional
 };
 
+// A directive's length modifier, as written: `hh`, `h`, `l`, `ll`, `j`, `z`, `t` or `L`.
+enum class FormatLength : unsigned char {
+    None,
+    Char,
+    Short,
+    Long,
+    LongLong,
+    Maximum,
+    Size,
+    PointerDifference,
+    LongDouble,
+};
+
 // One `%` directive of the positional syntax, as read from a pattern. Both `Format` and the
 // named-pattern expansion read directives the same way, so that an expanded pattern renders
 // exactly as its author wrote it.
@@ -28,11 +41,12 @@ struct FormatDirective {
     bool bare = false;
     FormatStar width;
     FormatStar precision;
+    FormatLength length = FormatLength::None;
     // False when the pattern ended before the conversion character.
     bool hasConversion = false;
     char conversion = '\0';
-    // '%', flags, width and precision as they will be printed: no positions, no length
-    // modifier (the argument's own size decides that), no conversion.
+    // '%', flags, width and precision as they will be printed: no positions, no length and no
+    // conversion, which are chosen against the argument when it is printed.
     char text[kFormatDirectiveLimit] = {};
     std::size_t textLength = 0;
 };
