@@ -12,6 +12,7 @@
 #include "binding/host_conversion.h"
 #include "binding/json.h"
 #include "core/bare_host.h"
+#include "frame/host_value.h"
 #include "frame/plugin_export.h"
 #include "matchmaking/matchmaking_plugin.h"
 #include "platform/clock.h"
