@@ -1,0 +1,117 @@
+#include "routing/internal/host_answer.h"
+
+#include <cstring>
+#include <memory>
+#include <string>
+#include <utility>
+
+#include "binding/host_conversion.h"
+#include "log/memory.h"
+
+namespace Tavix::Client::Internal {
+
+namespace {
+
+// The status text of an answer without one. Never freed: the release function knows it by its
+// address.
+constexpr char kNoStatusText[] = "";
+
+char* CopyText(std::string_view text) {
+    auto* copy = static_cast<char*>(Allocate(text.size() + 1));
+    std::memcpy(copy, text.data(), text.size());
+    copy[text.size()] = '\0';
+    return copy;
+}
+
+void FreeText(const char* text) {
+    Release(const_cast<char*>(text));
+}
+
+// The stream's context. Closing destroys the stream; releasing the response destroys this holder
+// and, when the host never closed it, the stream with it.
+struct StreamHolder {
+    std::unique_ptr<ResponseStream> stream;
+};
+
+bool ReadStream(void* context, char* buffer, std::uint32_t* size, bool* more) {
+    ResponseStream* stream = static_cast<StreamHolder*>(context)->stream.get();
+    if (stream == nullptr) {
+        *size = 0;
+        *more = false;
+        return false;
+    }
+    return stream->Read(buffer, *size, *more);
+}
+
+void CloseStream(void* context) {
+    static_cast<StreamHolder*>(context)->stream.reset();
+}
+
+}  // namespace
+
+void StartAnswer(HostResponse& response) {
+    if (response.release != nullptr) {
+        response.release(&response);
+    }
+    std::memset(static_cast<void*>(&response), 0, sizeof response);
+    response.statusText = kNoStatusText;
+    response.release = &ReleaseAnswer;
+}
+
+void AnswerFailure(HostResponse& response, std::string_view text, std::uint32_t status) {
+    response.errorText = CopyText(text);
+    response.errorTextOwned = 1;
+    response.status = status;
+}
+
+void AnswerCall(HostResponse& response, CallResult& result, const BindingRegistry* registry) {
+    if (!result.Ok()) {
+        AnswerFailure(response, result.result.ErrorText(), result.status);
+    } else {
+        ToHostValue(result.result, response.value, registry);
+        response.status = result.status;
+    }
+    response.flag = result.flag;
+    // Only the modes the host knows pass.
+    response.mode = result.mode >= 1 && result.mode <= 3 ? result.mode : 0;
+    if (!result.statusText.empty()) {
+        response.statusText = CopyText(result.statusText);
+    }
+    if (!result.headers.empty()) {
+        auto* headers =
+            static_cast<HostHeader*>(Allocate(sizeof(HostHeader) * result.headers.size()));
+        std::uint32_t count = 0;
+        for (const auto& [name, value] : result.headers) {
+            headers[count].name = CopyText(name);
+            headers[count].value = CopyText(value);
+            ++count;
+        }
+        response.headers = headers;
+        response.headerCount = count;
+    }
+    if (result.stream != nullptr) {
+        response.streamSize = result.stream->Size();
+        response.streamRead = &ReadStream;
+        response.streamClose = &CloseStream;
+        response.streamContext = new StreamHolder{std::move(result.stream)};
+    }
+}
+
+void ReleaseAnswer(HostResponse* response) {
+    ReleaseHostValue(response->value);
+    if (response->errorTextOwned != 0) {
+        FreeText(response->errorText);
+    }
+    if (response->statusText != kNoStatusText) {
+        FreeText(response->statusText);
+    }
+    for (std::uint32_t i = 0; i < response->headerCount; ++i) {
+        FreeText(response->headers[i].name);
+        FreeText(response->headers[i].value);
+    }
+    Release(response->headers);
+    delete static_cast<StreamHolder*>(response->streamContext);
+    std::memset(static_cast<void*>(response), 0, sizeof *response);
+}
+
+}  // namespace Tavix::Client::Internal
