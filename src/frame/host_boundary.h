@@ -593,8 +593,7 @@ static_assert(offsetof(HostFunctionHead, asyncResultTypeName) == 81);
 static_assert(offsetof(HostFunctionHead, tags) == 89);
 static_assert(offsetof(HostFunctionHead, tagCount) == 97);
 
-static_assert(sizeof(HostArgumentLocationRecord) == 12 &&
-              alignof(HostArgumentLocationRecord) == 1);
+static_assert(sizeof(HostArgumentLocationRecord) == 12 && alignof(HostArgumentLocationRecord) == 1);
 static_assert(offsetof(HostArgumentLocationRecord, next) == 0);
 static_assert(offsetof(HostArgumentLocationRecord, location) == 8);
 

@@ -99,7 +99,8 @@ void AssignText(BindingResult& result, BindingValue& target, std::string_view te
             target.SetString(text);
             return;
         case TextReader::Blob:
-            target.SetBlob(std::span(reinterpret_cast<const std::uint8_t*>(text.data()), text.size()));
+            target.SetBlob(
+                std::span(reinterpret_cast<const std::uint8_t*>(text.data()), text.size()));
             return;
         case TextReader::MessagePack: {
             std::uint32_t consumed = 0;

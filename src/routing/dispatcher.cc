@@ -140,8 +140,8 @@ ApiDescription BindingDispatcher::BuildApiDescription() {
             for (const std::string& text : list) {
                 stringListTexts_.push_back(text.c_str());
             }
-            stringListRecords_.push_back(
-                {nullptr, list.empty() ? nullptr : strings, static_cast<std::uint32_t>(list.size())});
+            stringListRecords_.push_back({nullptr, list.empty() ? nullptr : strings,
+                                          static_cast<std::uint32_t>(list.size())});
         }
         for (std::size_t i = 0; i + 1 < entry->stringLists.size(); ++i) {
             firstList[i].next = &firstList[i + 1];
@@ -227,8 +227,8 @@ void BindingDispatcher::CallFunction(HostResponse& response, const HostRequest& 
 
     void* prepared = nullptr;
     if (call.Ok()) {
-        prepared = entry.invoker->PrepareArguments(call.result, arguments.Elements(),
-                                                   request.clientId);
+        prepared =
+            entry.invoker->PrepareArguments(call.result, arguments.Elements(), request.clientId);
     }
     if (call.Ok()) {
         if (WantsCallContext(*entry.invoker)) {

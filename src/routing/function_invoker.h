@@ -84,13 +84,13 @@ class TypedFunctionInvoker final : public FunctionInvoker {
                   "no conversion for this native argument type");
 
 public:
-    using Handler = std::conditional_t<WithContext,
-                                       std::function<Returned(const CallContext&, Arguments...)>,
-                                       std::function<Returned(Arguments...)>>;
+    using Handler =
+        std::conditional_t<WithContext, std::function<Returned(const CallContext&, Arguments...)>,
+                           std::function<Returned(Arguments...)>>;
     using Value = typename Internal::HandlerResult<Returned>::Value;
 
-    TypedFunctionInvoker(const BindingFunctionDescriptor& function,
-                         const BindingRegistry& registry, Handler handler)
+    TypedFunctionInvoker(const BindingFunctionDescriptor& function, const BindingRegistry& registry,
+                         Handler handler)
         : FunctionInvoker(function, registry), handler_(std::move(handler)) {}
 
     void* PrepareArguments(BindingResult& result, std::span<const BindingValue> arguments,

@@ -7,8 +7,8 @@
 namespace Tavix::Client {
 
 void RouteParameters::Set(std::string_view name, std::string value) {
-    const auto found =
-        std::find_if(pairs_.begin(), pairs_.end(), [&](const Pair& pair) { return pair.first == name; });
+    const auto found = std::find_if(pairs_.begin(), pairs_.end(),
+                                    [&](const Pair& pair) { return pair.first == name; });
     if (found != pairs_.end()) {
         found->second = std::move(value);
     } else {
@@ -17,8 +17,8 @@ void RouteParameters::Set(std::string_view name, std::string value) {
 }
 
 const std::string* RouteParameters::Find(std::string_view name) const {
-    const auto found =
-        std::find_if(pairs_.begin(), pairs_.end(), [&](const Pair& pair) { return pair.first == name; });
+    const auto found = std::find_if(pairs_.begin(), pairs_.end(),
+                                    [&](const Pair& pair) { return pair.first == name; });
     return found != pairs_.end() ? &found->second : nullptr;
 }
 
@@ -70,8 +70,9 @@ bool FindRoute(RouteMatch& match, std::span<const Route> routes) {
             continue;
         }
         const RouteEntry& entry = *route.entry;
-        const bool methodFits = entry.method == kMethodAny ||
-                                (entry.method == match.method && entry.methodText == match.methodText);
+        const bool methodFits =
+            entry.method == kMethodAny ||
+            (entry.method == match.method && entry.methodText == match.methodText);
         if (!methodFits) {
             continue;
         }
