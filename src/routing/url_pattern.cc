@@ -1,5 +1,6 @@
 #include "routing/url_pattern.h"
 
+#include <cstring>
 #include <utility>
 
 #include "routing/internal/template_reader.h"
@@ -60,7 +61,9 @@ bool UrlPattern::Match(std::string_view path, std::vector<std::string_view>& gro
         const std::string& after = literals_[i + 1];
         std::vector<char>& ends = endsAt[i];
         for (std::size_t e = 0; e + after.size() <= length; ++e) {
-            if (path.compare(e, after.size(), after) != 0) {
+            if (!after.empty() &&
+                (path[e] != after.front() ||
+                 std::memcmp(path.data() + e, after.data(), after.size()) != 0)) {
                 continue;
             }
             const std::size_t next = e + after.size();
