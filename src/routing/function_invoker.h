@@ -129,8 +129,9 @@ private:
     using Record = std::tuple<std::decay_t<Arguments>...>;
 
     template <std::size_t... Index>
-    void Prepare(BindingResult& result, Record& record, std::span<const BindingValue> arguments,
-                 std::uint32_t clientId, std::index_sequence<Index...>) const {
+    void Prepare([[maybe_unused]] BindingResult& result, [[maybe_unused]] Record& record,
+                 [[maybe_unused]] std::span<const BindingValue> arguments,
+                 [[maybe_unused]] std::uint32_t clientId, std::index_sequence<Index...>) const {
         (..., PrepareOne(result, std::get<Index>(record), arguments[Index],
                          function_.arguments[Index].name, clientId));
     }

@@ -68,8 +68,8 @@ protected:
         auto chord = registry.DeclareType<Chord>("Chord");
         chord.SetDescription("Tones at once")
             .AddField<std::vector<Tone>>("tones", offsetof(Chord, tones), "The tones")
-            .AddField<std::uint16_t>("length", offsetof(Chord, length), "",
-                                     0, BindingTypeRef{BindingKind::Double, BindingKind::None});
+            .AddField<std::uint16_t>("length", offsetof(Chord, length), "", 0,
+                                     BindingTypeRef{BindingKind::Double, BindingKind::None});
         chord.AddTag("music");
         chord.AddTag("chords");
         registry.DeclareType<Tables::Silence>("Empty");
@@ -192,8 +192,7 @@ TEST_F(HostTablesTest, EveryTableIsOneLinkedArray) {
     expectLinked(tables.Types());
     expectLinked(tables.Events());
     EXPECT_EQ(tables.Types().size(), registry.Types().size());
-    EXPECT_EQ(tables.FindFunction(registry.FindFunction("Play")),
-              NamedFunction(tables, "Play"));
+    EXPECT_EQ(tables.FindFunction(registry.FindFunction("Play")), NamedFunction(tables, "Play"));
     EXPECT_EQ(tables.FindFunction(nullptr), nullptr);
 }
 

@@ -69,11 +69,11 @@ bool RegexMatch(const std::string& templateText, const std::string& path,
     static std::map<std::string, std::regex> compiled;
     auto found = compiled.find(templateText);
     if (found == compiled.end()) {
-        found = compiled
-                    .emplace(templateText,
-                             std::regex(CompileUrlTemplate(templateText).pattern,
-                                        std::regex::ECMAScript | std::regex::optimize))
-                    .first;
+        found =
+            compiled
+                .emplace(templateText, std::regex(CompileUrlTemplate(templateText).pattern,
+                                                  std::regex::ECMAScript | std::regex::optimize))
+                .first;
     }
     std::smatch match;
     if (!std::regex_match(path, match, found->second)) {
@@ -99,16 +99,16 @@ void ExpectSameAsRegex(const std::string& templateText, const std::string& path)
 }
 
 const std::vector<std::string> kTemplates = {
-    "/x/{id}",        "/x/{id}/y",     "/{a}/{b}",       "/{a}{b}",          "{a}/{+b}",
-    "/x/{+rest}",     "/x/{+a}/{+b}",  "{+a}.{b}",       "/x{#frag}",        "/x/{id}{#f}",
-    "{+a}#{+b}",      "/a.b/{id}",     "/{a}-{b}/{+c}",  "{a}",              "{+a}{+b}{+c}",
-    "/x/{a}/",        "/x/{a}}/{b}",   "{#a}{#b}",       "/{a}?{b}",         "{+a}/{a}"};
+    "/x/{id}",    "/x/{id}/y",    "/{a}/{b}",      "/{a}{b}",   "{a}/{+b}",
+    "/x/{+rest}", "/x/{+a}/{+b}", "{+a}.{b}",      "/x{#frag}", "/x/{id}{#f}",
+    "{+a}#{+b}",  "/a.b/{id}",    "/{a}-{b}/{+c}", "{a}",       "{+a}{+b}{+c}",
+    "/x/{a}/",    "/x/{a}}/{b}",  "{#a}{#b}",      "/{a}?{b}",  "{+a}/{a}"};
 
 TEST(UrlPatternTest, AgreesWithTheStandardEngineOnChosenPaths) {
     const std::vector<std::string> paths = {
-        "",        "/",       "/x",       "/x/",       "/x/1",      "/x/1/y",  "/x/1/2",
-        "/x/a/b/c", "/x/1?q=2", "/x#f",    "/x/1#f#g",  "/x/a\nb",   "/a.b/7",  "/axb/7",
-        "/1-2/3/4", "a.b.c",   "#a#b",     "/x/a}/b",   "/1?2",      "/a/b/a",  "//"};
+        "",         "/",        "/x",   "/x/",      "/x/1",    "/x/1/y", "/x/1/2",
+        "/x/a/b/c", "/x/1?q=2", "/x#f", "/x/1#f#g", "/x/a\nb", "/a.b/7", "/axb/7",
+        "/1-2/3/4", "a.b.c",    "#a#b", "/x/a}/b",  "/1?2",    "/a/b/a", "//"};
     for (const std::string& templateText : kTemplates) {
         for (const std::string& path : paths) {
             ExpectSameAsRegex(templateText, path);
