@@ -35,6 +35,19 @@ const char* TypeName(const BindingTypeRef& type) {
     }
 }
 
+// The part that argument and field records share: a named, described, typed and maybe optional
+// thing, shown by its shown type when it has one.
+template <typename Record, typename Descriptor>
+void FillTyped(Record& record, const Descriptor& descriptor) {
+    const BindingTypeRef& type = Shown(descriptor.type, descriptor.shownType);
+    record.name = descriptor.name.c_str();
+    record.description = descriptor.description.c_str();
+    record.kind = KindNumber(type.kind);
+    record.elementKind = KindNumber(type.elementKind);
+    record.typeName = TypeName(type);
+    record.optional = descriptor.optional ? 1 : 0;
+}
+
 std::uint32_t Count(std::size_t size) {
     return static_cast<std::uint32_t>(size);
 }
@@ -121,14 +134,7 @@ HostTables BuildHostTables(const BindingRegistry& registry) {
         record.tagCount = Count(function.tags.size());
         HostArgumentRecord* const firstArgument = nextArgument;
         for (const BindingArgumentDescriptor& argument : function.arguments) {
-            const BindingTypeRef& type = Shown(argument.type, argument.shownType);
-            nextArgument->name = argument.name.c_str();
-            nextArgument->description = argument.description.c_str();
-            nextArgument->kind = KindNumber(type.kind);
-            nextArgument->elementKind = KindNumber(type.elementKind);
-            nextArgument->typeName = TypeName(type);
-            nextArgument->optional = argument.optional ? 1 : 0;
-            ++nextArgument;
+            FillTyped(*nextArgument++, argument);
         }
         Link(firstArgument, function.arguments.size());
     }
@@ -150,15 +156,8 @@ HostTables BuildHostTables(const BindingRegistry& registry) {
             record.fields = firstField;
             record.count = Count(type.fields.size());
             for (const BindingFieldDescriptor& field : type.fields) {
-                const BindingTypeRef& shown = Shown(field.type, field.shownType);
-                nextField->name = field.name.c_str();
-                nextField->description = field.description.c_str();
                 nextField->offset = static_cast<std::uint32_t>(field.offset);
-                nextField->kind = KindNumber(shown.kind);
-                nextField->elementKind = KindNumber(shown.elementKind);
-                nextField->typeName = TypeName(shown);
-                nextField->optional = field.optional ? 1 : 0;
-                ++nextField;
+                FillTyped(*nextField++, field);
             }
             Link(firstField, type.fields.size());
         } else {

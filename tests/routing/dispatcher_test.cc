@@ -473,15 +473,7 @@ TEST_F(RoutesTest, AStreamIsReadByTheHostAndDestroyedOnceWhetherClosedOrNot) {
     EXPECT_EQ(destroyed, 2);
 
     // A host that releases without closing still frees the stream, once.
-    HostRequest request{};
-    request.method = kMethodGet;
-    request.url = "/test/v1/stream";
-    request.callContext = Api().functions[0].head.callContext;
-    HostResponse response{};
-    {
-        TestHost::Host::ModuleCall call(host, module->ClientId());
-        Api().functions[0].callEntry(&response, &request);
-    }
+    HostResponse response = CallUnreleased("/test/v1/stream");
     EXPECT_EQ(Unpacked(response.streamSize), 13u);
     EXPECT_EQ(destroyed, 2);
     response.release(&response);
@@ -504,17 +496,8 @@ TEST_F(RoutesTest, TheReleaseFunctionFreesWhatTheResponseOwnsExactlyOnce) {
             .PathArgument("fail");
     });
     for (const char* fail : {"false", "true"}) {
-        const std::string url = std::string("/test/v1/owned/") + fail;
-        HostRequest request{};
-        request.method = kMethodGet;
-        request.url = url.c_str();
-        request.callContext = Api().functions[0].head.callContext;
-        HostResponse response{};
         const MemoryCounters before = module->ReadMemoryCounters();
-        {
-            TestHost::Host::ModuleCall call(host, module->ClientId());
-            Api().functions[0].callEntry(&response, &request);
-        }
+        HostResponse response = CallUnreleased(std::string("/test/v1/owned/") + fail);
         const MemoryCounters answered = module->ReadMemoryCounters();
         ASSERT_NE(response.release, nullptr);
         EXPECT_EQ(Unpacked(response.headerCount), 2u);
@@ -538,17 +521,9 @@ TEST_F(RoutesTest, AResponseThatStillHoldsAnAnswerIsReleasedBeforeItIsFilled) {
     Load([](RouteDeclarer& routes, BindingDispatcher&) {
         routes.Get("/test/v1/again", []() -> ResourceOf<std::string> { return std::string("x"); });
     });
-    HostRequest request{};
-    request.method = kMethodGet;
-    request.url = "/test/v1/again";
-    request.callContext = Api().functions[0].head.callContext;
-    HostResponse response{};
     const MemoryCounters before = module->ReadMemoryCounters();
-    {
-        TestHost::Host::ModuleCall call(host, module->ClientId());
-        Api().functions[0].callEntry(&response, &request);
-        Api().functions[0].callEntry(&response, &request);
-    }
+    HostResponse response = CallUnreleased("/test/v1/again");
+    CallInto(response, "/test/v1/again");
     response.release(&response);
     const MemoryCounters after = module->ReadMemoryCounters();
     EXPECT_EQ(after.allocatedBytes - after.freedBytes, before.allocatedBytes - before.freedBytes);

@@ -97,6 +97,22 @@ protected:
 
     const ApiDescription& Api() const { return *module->Block().apiDescription; }
 
+    // Calls the entry of the record at `index` with a GET of `url` as one call into the module,
+    // into `response` as it stands, and leaves the response unread and unreleased.
+    void CallInto(HostResponse& response, const std::string& url, std::size_t index = 0) {
+        HostRequest request{};
+        request.method = kMethodGet;
+        request.url = url.c_str();
+        request.callContext = Api().functions[index].head.callContext;
+        TestHost::Host::ModuleCall call(host, module->ClientId());
+        Api().functions[index].callEntry(&response, &request);
+    }
+    HostResponse CallUnreleased(const std::string& url, std::size_t index = 0) {
+        HostResponse response{};
+        CallInto(response, url, index);
+        return response;
+    }
+
     TestHost::Host host;
     std::unique_ptr<TestHost::Module> module;
     RoutesModule* plugin = nullptr;
