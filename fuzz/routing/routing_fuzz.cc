@@ -151,8 +151,9 @@ void CheckMatcher(const std::string& url) {
         }
         std::smatch match;
         const bool expected = std::regex_match(url, match, found->second);
-        std::vector<std::string_view> groups;
-        const bool matched = UrlPattern(templateText).Match(url, groups);
+        const UrlPattern pattern(templateText);
+        std::vector<std::string_view> groups(pattern.GroupCount());
+        const bool matched = pattern.Match(url, groups);
         bool same = matched == expected;
         for (std::size_t i = 0; same && matched && i < groups.size(); ++i) {
             same = groups[i] == match[i + 1].str();

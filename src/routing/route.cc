@@ -1,6 +1,9 @@
 #include "routing/route.h"
 
 #include <algorithm>
+#include <array>
+#include <span>
+#include <vector>
 
 #include "routing/route_entry.h"
 
@@ -49,7 +52,15 @@ bool MatchRoute(const Route& route, std::string_view path, RouteParameters& para
     if (!route.pattern) {
         return !route.literal.empty() && path == route.literal;
     }
-    thread_local std::vector<std::string_view> groups;
+    // Templates have a few parameters; a longer list goes to the heap.
+    std::array<std::string_view, 8> few;
+    std::vector<std::string_view> many;
+    std::span<std::string_view> groups(few);
+    if (route.pattern->GroupCount() > few.size()) {
+        many.resize(route.pattern->GroupCount());
+        groups = many;
+    }
+    groups = groups.first(route.pattern->GroupCount());
     if (!route.pattern->Match(path, groups)) {
         return false;
     }

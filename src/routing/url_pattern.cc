@@ -36,8 +36,7 @@ UrlPattern::UrlPattern(std::string_view templateText) {
     Internal::ReadUrlTemplate(templateText, sink);
 }
 
-bool UrlPattern::Match(std::string_view path, std::vector<std::string_view>& groups) const {
-    groups.clear();
+bool UrlPattern::Match(std::string_view path, std::span<std::string_view> groups) const {
     const std::string& first = literals_.front();
     if (!path.starts_with(first)) {
         return false;
@@ -61,9 +60,8 @@ bool UrlPattern::Match(std::string_view path, std::vector<std::string_view>& gro
         const std::string& after = literals_[i + 1];
         std::vector<char>& ends = endsAt[i];
         for (std::size_t e = 0; e + after.size() <= length; ++e) {
-            if (!after.empty() &&
-                (path[e] != after.front() ||
-                 std::memcmp(path.data() + e, after.data(), after.size()) != 0)) {
+            if (!after.empty() && (path[e] != after.front() ||
+                                   std::memcmp(path.data() + e, after.data(), after.size()) != 0)) {
                 continue;
             }
             const std::size_t next = e + after.size();
@@ -103,14 +101,14 @@ bool UrlPattern::Match(std::string_view path, std::vector<std::string_view>& gro
         if (end > limit) {
             return false;
         }
-        groups.push_back(path.substr(start, end - start));
+        groups[i] = path.substr(start, end - start);
         start = end + literals_[i + 1].size();
     }
     return true;
 }
 
 // The common template: one group, so its end is fixed by the last literal.
-bool UrlPattern::MatchOneGroup(std::string_view path, std::vector<std::string_view>& groups) const {
+bool UrlPattern::MatchOneGroup(std::string_view path, std::span<std::string_view> groups) const {
     const std::string& first = literals_[0];
     const std::string& last = literals_[1];
     if (path.size() < first.size() + last.size() || !path.ends_with(last)) {
@@ -123,7 +121,7 @@ bool UrlPattern::MatchOneGroup(std::string_view path, std::vector<std::string_vi
             return false;
         }
     }
-    groups.push_back(captured);
+    groups[0] = captured;
     return true;
 }
 

@@ -12,6 +12,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <span>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -24,9 +25,10 @@ public:
     // The template's literal parts and groups; "{#name}" is a literal "#" followed by a group.
     explicit UrlPattern(std::string_view templateText);
 
-    // Whether the whole of `path` matches. On a match, `groups` holds the text of each group in
-    // order, views into `path`; otherwise its content is unspecified.
-    bool Match(std::string_view path, std::vector<std::string_view>& groups) const;
+    // Whether the whole of `path` matches. On a match, the first GroupCount() views of `groups`
+    // (which must have room for them) hold the text of each group in order, views into `path`;
+    // otherwise their content is unspecified.
+    bool Match(std::string_view path, std::span<std::string_view> groups) const;
 
     std::size_t GroupCount() const { return groups_.size(); }
 
@@ -43,7 +45,7 @@ private:
     static bool Admits(GroupClass group, char c) {
         return group == GroupClass::Segment ? c != '/' : c != '\n' && c != '\r';
     }
-    bool MatchOneGroup(std::string_view path, std::vector<std::string_view>& groups) const;
+    bool MatchOneGroup(std::string_view path, std::span<std::string_view> groups) const;
 
     // One more literal than groups: the text before the first group, between groups, and after
     // the last one, each possibly empty.
