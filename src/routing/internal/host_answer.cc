@@ -6,6 +6,8 @@
 #include <utility>
 
 #include "binding/host_conversion.h"
+#include "binding/value.h"
+#include "binding/value_kind.h"
 #include "log/memory.h"
 
 namespace Tavix::Client::Internal {
@@ -27,14 +29,17 @@ void FreeText(const char* text) {
     Release(const_cast<char*>(text));
 }
 
-// The stream's context. Closing destroys the stream; releasing the response destroys this holder
-// and, when the host never closed it, the stream with it.
-struct StreamHolder {
+// What a response owns besides its records: the value tree whose texts its HostValue borrows,
+// and the stream. It stands in the stream context word, which is the host's to pass back only
+// when the response is streamed. Closing the stream destroys the stream; releasing the response
+// destroys this, with the stream when the host never closed it.
+struct AnswerStorage {
+    BindingValue value;
     std::unique_ptr<ResponseStream> stream;
 };
 
 bool ReadStream(void* context, char* buffer, std::uint32_t* size, bool* more) {
-    ResponseStream* stream = static_cast<StreamHolder*>(context)->stream.get();
+    ResponseStream* stream = static_cast<AnswerStorage*>(context)->stream.get();
     if (stream == nullptr) {
         *size = 0;
         *more = false;
@@ -44,7 +49,7 @@ bool ReadStream(void* context, char* buffer, std::uint32_t* size, bool* more) {
 }
 
 void CloseStream(void* context) {
-    static_cast<StreamHolder*>(context)->stream.reset();
+    static_cast<AnswerStorage*>(context)->stream.reset();
 }
 
 }  // namespace
@@ -65,10 +70,18 @@ void AnswerFailure(HostResponse& response, std::string_view text, std::uint32_t 
 }
 
 void AnswerCall(HostResponse& response, CallResult& result, const BindingRegistry* registry) {
+    AnswerStorage* storage = nullptr;
     if (!result.Ok()) {
         AnswerFailure(response, result.result.ErrorText(), result.status);
     } else {
-        ToHostValue(result.result, response.value, registry);
+        if (result.result.Kind() > BindingValueKind::Float) {
+            // A tree with texts stays with the response, so that the HostValue need not copy
+            // every string and key of it.
+            storage = new AnswerStorage{std::move(result.result), nullptr};
+            ToHostValue(storage->value, response.value, registry, HostTexts::Borrowed);
+        } else {
+            ToHostValue(result.result, response.value, registry);
+        }
         response.status = result.status;
     }
     response.flag = result.flag;
@@ -90,11 +103,15 @@ void AnswerCall(HostResponse& response, CallResult& result, const BindingRegistr
         response.headerCount = count;
     }
     if (result.stream != nullptr) {
+        if (storage == nullptr) {
+            storage = new AnswerStorage();
+        }
         response.streamSize = result.stream->Size();
         response.streamRead = &ReadStream;
         response.streamClose = &CloseStream;
-        response.streamContext = new StreamHolder{std::move(result.stream)};
+        storage->stream = std::move(result.stream);
     }
+    response.streamContext = storage;
 }
 
 void ReleaseAnswer(HostResponse* response) {
@@ -110,7 +127,7 @@ void ReleaseAnswer(HostResponse* response) {
         FreeText(response->headers[i].value);
     }
     Release(response->headers);
-    delete static_cast<StreamHolder*>(response->streamContext);
+    delete static_cast<AnswerStorage*>(response->streamContext);
     std::memset(static_cast<void*>(response), 0, sizeof *response);
 }
 
