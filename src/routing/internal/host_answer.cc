@@ -3,6 +3,7 @@
 #include <cstring>
 #include <memory>
 #include <string>
+#include <string_view>
 #include <utility>
 
 #include "binding/host_conversion.h"
@@ -18,12 +19,6 @@ namespace {
 // address.
 constexpr char kNoStatusText[] = "";
 
-char* CopyText(std::string_view text) {
-    auto* copy = static_cast<char*>(Allocate(text.size() + 1));
-    std::memcpy(copy, text.data(), text.size());
-    copy[text.size()] = '\0';
-    return copy;
-}
 
 void FreeText(const char* text) {
     Release(const_cast<char*>(text));
@@ -63,8 +58,8 @@ void StartAnswer(HostResponse& response) {
     response.release = &ReleaseAnswer;
 }
 
-void AnswerFailure(HostResponse& response, std::string_view text, std::uint32_t status) {
-    response.errorText = CopyText(text);
+void AnswerFailure(HostResponse& response, const char* text, std::uint32_t status) {
+    response.errorText = DuplicateText(text);
     response.errorTextOwned = 1;
     response.status = status;
 }
@@ -72,7 +67,9 @@ void AnswerFailure(HostResponse& response, std::string_view text, std::uint32_t 
 void AnswerCall(HostResponse& response, CallResult& result, const BindingRegistry* registry) {
     AnswerStorage* storage = nullptr;
     if (!result.Ok()) {
-        AnswerFailure(response, result.result.ErrorText(), result.status);
+        // The error text of a result is a string value, NUL-terminated.
+        const std::string_view error = result.result.ErrorText();
+        AnswerFailure(response, error.empty() ? "" : error.data(), result.status);
     } else {
         if (result.result.Kind() > BindingValueKind::Float) {
             // A tree with texts stays with the response, so that the HostValue need not copy
@@ -88,15 +85,15 @@ void AnswerCall(HostResponse& response, CallResult& result, const BindingRegistr
     // Only the modes the host knows pass.
     response.mode = result.mode >= 1 && result.mode <= 3 ? result.mode : 0;
     if (!result.statusText.empty()) {
-        response.statusText = CopyText(result.statusText);
+        response.statusText = DuplicateText(result.statusText.c_str());
     }
     if (!result.headers.empty()) {
         auto* headers =
             static_cast<HostHeader*>(Allocate(sizeof(HostHeader) * result.headers.size()));
         std::uint32_t count = 0;
         for (const auto& [name, value] : result.headers) {
-            headers[count].name = CopyText(name);
-            headers[count].value = CopyText(value);
+            headers[count].name = DuplicateText(name.c_str());
+            headers[count].value = DuplicateText(value.c_str());
             ++count;
         }
         response.headers = headers;

@@ -3,7 +3,6 @@
 // host calls when it is done with it.
 
 #include <cstdint>
-#include <string_view>
 
 #include "frame/host_boundary.h"
 #include "routing/call_result.h"
@@ -19,7 +18,7 @@ namespace Internal {
 void StartAnswer(HostResponse& response);
 
 // A failure that never reached a handler: the text (owned by the response) and the status.
-void AnswerFailure(HostResponse& response, std::string_view text, std::uint32_t status);
+void AnswerFailure(HostResponse& response, const char* text, std::uint32_t status);
 
 // Everything the call produced: the error text or the value (enums named by `registry`), then
 // flag, mode, status, status text, headers and stream. Takes the stream out of `result`.
