@@ -12,7 +12,6 @@
 
 #include "binding/convert.h"
 #include "binding/json.h"
-#include "binding/record_builder.h"
 #include "binding/registry.h"
 #include "resource_generator.h"
 
@@ -115,45 +114,7 @@ void WriteJsonResource_nlohmann(benchmark::State& state) {
 const BindingRegistry& SearchRegistry() {
     static BindingRegistry* registry = [] {
         auto* r = new BindingRegistry();
-        DeclareEnum<BenchPosition>(*r, "BenchPosition")
-            .AddEnumerator("UNSELECTED", 0)
-            .AddEnumerator("TOP", 1)
-            .AddEnumerator("JUNGLE", 2)
-            .AddEnumerator("MIDDLE", 3)
-            .AddEnumerator("BOTTOM", 4)
-            .AddEnumerator("UTILITY", 5);
-        DeclareRecord<BenchMember>(*r, "BenchMember")
-            .Field("summonerId", &BenchMember::summonerId)
-            .Field("puuid", &BenchMember::puuid)
-            .Field("displayName", &BenchMember::displayName)
-            .Field("teamId", &BenchMember::teamId)
-            .Field("position", &BenchMember::position)
-            .Field("isLeader", &BenchMember::isLeader)
-            .Field("mmr", &BenchMember::mmr)
-            .Field("championIds", &BenchMember::championIds);
-        DeclareRecord<BenchError>(*r, "BenchError")
-            .Field("id", &BenchError::id)
-            .Field("errorType", &BenchError::errorType)
-            .Field("message", &BenchError::message)
-            .Field("penaltyTimeRemaining", &BenchError::penaltyTimeRemaining);
-        DeclareRecord<BenchReadyCheck>(*r, "BenchReadyCheck")
-            .Field("state", &BenchReadyCheck::state)
-            .Field("playerResponse", &BenchReadyCheck::playerResponse)
-            .Field("timer", &BenchReadyCheck::timer)
-            .Field("declinerIds", &BenchReadyCheck::declinerIds)
-            .Field("suppressUx", &BenchReadyCheck::suppressUx);
-        DeclareRecord<BenchSearch>(*r, "BenchSearch")
-            .Field("queueId", &BenchSearch::queueId)
-            .Field("searchState", &BenchSearch::searchState)
-            .Field("isCurrentlyInQueue", &BenchSearch::isCurrentlyInQueue)
-            .Field("timeInQueue", &BenchSearch::timeInQueue)
-            .Field("estimatedQueueTime", &BenchSearch::estimatedQueueTime)
-            .Field("lobbyId", &BenchSearch::lobbyId)
-            .Field("errors", &BenchSearch::errors)
-            .Field("readyCheck", &BenchSearch::readyCheck)
-            .Field("members", &BenchSearch::members)
-            .Field("dodgeReason", &BenchSearch::dodgeReason)
-            .Field("localPosition", &BenchSearch::localPosition);
+        DeclareBenchSearch(*r);
         return r;
     }();
     return *registry;

@@ -5,6 +5,8 @@
 
 #include <random>
 
+#include "binding/record_builder.h"
+
 namespace Tavix::Client::Bench {
 
 namespace {
@@ -187,6 +189,48 @@ std::string GenerateResourceArrayJson(std::size_t bytes) {
 void WriteSearchByHand(rapidjson::Writer<rapidjson::StringBuffer>& writer,
                        const BenchSearch& search) {
     WriteSearch(writer, search);
+}
+
+void DeclareBenchSearch(BindingRegistry& registry) {
+    DeclareEnum<BenchPosition>(registry, "BenchPosition")
+        .AddEnumerator("UNSELECTED", 0)
+        .AddEnumerator("TOP", 1)
+        .AddEnumerator("JUNGLE", 2)
+        .AddEnumerator("MIDDLE", 3)
+        .AddEnumerator("BOTTOM", 4)
+        .AddEnumerator("UTILITY", 5);
+    DeclareRecord<BenchMember>(registry, "BenchMember")
+        .Field("summonerId", &BenchMember::summonerId)
+        .Field("puuid", &BenchMember::puuid)
+        .Field("displayName", &BenchMember::displayName)
+        .Field("teamId", &BenchMember::teamId)
+        .Field("position", &BenchMember::position)
+        .Field("isLeader", &BenchMember::isLeader)
+        .Field("mmr", &BenchMember::mmr)
+        .Field("championIds", &BenchMember::championIds);
+    DeclareRecord<BenchError>(registry, "BenchError")
+        .Field("id", &BenchError::id)
+        .Field("errorType", &BenchError::errorType)
+        .Field("message", &BenchError::message)
+        .Field("penaltyTimeRemaining", &BenchError::penaltyTimeRemaining);
+    DeclareRecord<BenchReadyCheck>(registry, "BenchReadyCheck")
+        .Field("state", &BenchReadyCheck::state)
+        .Field("playerResponse", &BenchReadyCheck::playerResponse)
+        .Field("timer", &BenchReadyCheck::timer)
+        .Field("declinerIds", &BenchReadyCheck::declinerIds)
+        .Field("suppressUx", &BenchReadyCheck::suppressUx);
+    DeclareRecord<BenchSearch>(registry, "BenchSearch")
+        .Field("queueId", &BenchSearch::queueId)
+        .Field("searchState", &BenchSearch::searchState)
+        .Field("isCurrentlyInQueue", &BenchSearch::isCurrentlyInQueue)
+        .Field("timeInQueue", &BenchSearch::timeInQueue)
+        .Field("estimatedQueueTime", &BenchSearch::estimatedQueueTime)
+        .Field("lobbyId", &BenchSearch::lobbyId)
+        .Field("errors", &BenchSearch::errors)
+        .Field("readyCheck", &BenchSearch::readyCheck)
+        .Field("members", &BenchSearch::members)
+        .Field("dodgeReason", &BenchSearch::dodgeReason)
+        .Field("localPosition", &BenchSearch::localPosition);
 }
 
 }  // namespace Tavix::Client::Bench

@@ -11,6 +11,10 @@
 #include <rapidjson/stringbuffer.h>
 #include <rapidjson/writer.h>
 
+namespace Tavix::Client {
+class BindingRegistry;
+}  // namespace Tavix::Client
+
 namespace Tavix::Client::Bench {
 
 enum class BenchPosition : std::int32_t {
@@ -71,6 +75,8 @@ std::string SearchToJson(const BenchSearch& search);
 std::string GenerateResourceJson();
 // An array of resources drawn from consecutive seeds, at least `bytes` long.
 std::string GenerateResourceArrayJson(std::size_t bytes);
+// Declares the record and its parts, enums as "UNSELECTED" and the like.
+void DeclareBenchSearch(BindingRegistry& registry);
 // The record written field by field, the way a hand-made serializer would.
 void WriteSearchByHand(rapidjson::Writer<rapidjson::StringBuffer>& writer,
                        const BenchSearch& search);

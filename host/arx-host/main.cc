@@ -1,5 +1,6 @@
 // arx-host: loads the plug-in library, attaches it, runs the host's turns on the real clock, and
-// shuts it down at the end of the time given or on SIGINT/SIGTERM.
+// shuts it down at the end of the time given or on SIGINT/SIGTERM. With --describe it prints the
+// plug-in's REST functions instead and shuts it down without attaching it.
 
 #include <csignal>
 #include <cstdio>
@@ -23,7 +24,7 @@ void OnStopSignal(int) {
 }
 
 constexpr const char* kUsage =
-    "usage: arx-host [--library PATH] [--core-version X.Y.Z] [--seconds N]\n"
+    "usage: arx-host [--library PATH] [--core-version X.Y.Z] [--seconds N] [--describe]\n"
     "  --library PATH        the plug-in library to load"
 #ifdef ARX_DEFAULT_PLUGIN_PATH
     " (default: " ARX_DEFAULT_PLUGIN_PATH
@@ -32,12 +33,15 @@ constexpr const char* kUsage =
     "\n"
     "  --core-version X.Y.Z  the core's plug-in API version given to the plug-in (default "
     "18.0.0)\n"
-    "  --seconds N           run for N seconds (default: until SIGINT or SIGTERM)\n";
+    "  --seconds N           run for N seconds (default: until SIGINT or SIGTERM)\n"
+    "  --describe            print the plug-in's REST functions, one a line (method, URL,\n"
+    "                        name, arguments with where each comes from), and stop\n";
 
 struct Options {
     std::string library;
     CoreVersion core;
     double seconds = -1.0;
+    bool describe = false;
 };
 
 // Returns false after printing what is wrong.
@@ -50,6 +54,10 @@ bool ParseOptions(int argc, char** argv, Options& options) {
         if (option == "--help" || option == "-h") {
             std::fputs(kUsage, stdout);
             std::exit(0);
+        }
+        if (option == "--describe") {
+            options.describe = true;
+            continue;
         }
         if (i + 1 >= argc) {
             std::fprintf(stderr, "arx-host: %s needs a value\n", option.c_str());
@@ -127,6 +135,14 @@ int main(int argc, char** argv) {
         return 1;
     }
     Tavix::TestHost::Module& module = *loaded.module;
+    if (options.describe) {
+        for (const Tavix::TestHost::FunctionInfo& function : module.Functions()) {
+            std::printf("%s\n", Tavix::TestHost::DescribeLine(function).c_str());
+        }
+        std::fflush(stdout);
+        module.Shutdown();
+        return 0;
+    }
     std::printf("arx-host: loaded %s from %s as client %u\n", module.ShortName().c_str(),
                 options.library.c_str(), module.ClientId());
     std::fflush(stdout);

@@ -109,6 +109,30 @@ Client::MemoryCounters Module::ReadMemoryCounters() {
     return counters;
 }
 
+std::vector<FunctionInfo> Module::Functions() const {
+    if (block_.apiDescription == nullptr) {
+        return {};
+    }
+    return DescribeFunctions(*block_.apiDescription);
+}
+
+ApiAnswer Module::CallApi(const ApiCall& call) {
+    if (block_.apiDescription == nullptr) {
+        return {};
+    }
+    const Client::HostFunctionRecord* record =
+        FindFunctionRecord(*block_.apiDescription, call.method, call.methodName, call.url);
+    return record != nullptr ? CallRecord(*record, call) : ApiAnswer{};
+}
+
+ApiAnswer Module::CallRecord(const Client::HostFunctionRecord& record, const ApiCall& call) {
+    if (shutDown_) {
+        Host::Fail("a function record called after Shutdown");
+    }
+    Host::ModuleCall moduleCall(host_, interface_.clientId);
+    return CallFunctionRecord(record, call);
+}
+
 LoadResult LoadModule(Host& host, Client::PluginExportFunction exportFunction, CoreVersion core) {
     return ModuleLoader::Load(host, exportFunction, core, nullptr);
 }

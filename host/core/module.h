@@ -8,6 +8,7 @@
 #include <string>
 #include <vector>
 
+#include "core/function_records.h"
 #include "core/host.h"
 #include "frame/host_boundary.h"
 
@@ -43,6 +44,14 @@ public:
     std::vector<std::string> Shutdown();
     bool IsShutDown() const { return shutDown_; }
     Client::MemoryCounters ReadMemoryCounters();
+
+    // The function records of the module's ApiDescription, read out.
+    std::vector<FunctionInfo> Functions() const;
+    // Picks the function record for the call's method and URL and calls it, as one call into the
+    // module; `called` is false in the answer when no record fits.
+    ApiAnswer CallApi(const ApiCall& call);
+    // Calls this record, whatever the call's method and URL, as one call into the module.
+    ApiAnswer CallRecord(const Client::HostFunctionRecord& record, const ApiCall& call);
 
 private:
     friend struct ModuleLoader;

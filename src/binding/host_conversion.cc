@@ -23,15 +23,10 @@ char* CopyText(std::string_view text) {
     return copy;
 }
 
-void SetOwnedText(HostValue& target, std::string_view text) {
-    target.tag = kHostValueOwnedString;
-    target.payload.text.data = CopyText(text);
-    target.payload.text.length = static_cast<std::uint32_t>(text.size());
-}
-
 class HostWriter {
 public:
-    explicit HostWriter(const BindingRegistry* registry) : registry_(registry) {}
+    HostWriter(const BindingRegistry* registry, HostTexts texts)
+        : registry_(registry), borrow_(texts == HostTexts::Borrowed) {}
 
     bool complete() const { return complete_; }
 
@@ -57,17 +52,18 @@ public:
                 target.payload.floatValue = value.GetFloat();
                 return;
             case BindingValueKind::String:
-                SetOwnedText(target, value.GetString());
+                SetText(target, value.GetString());
                 return;
             case BindingValueKind::Blob: {
                 const std::span<const std::uint8_t> bytes = value.GetBlob();
-                void* copy = nullptr;
-                if (!bytes.empty()) {
-                    copy = Allocate(bytes.size());
+                const void* data = bytes.data();
+                if (!borrow_ && !bytes.empty()) {
+                    void* copy = Allocate(bytes.size());
                     std::memcpy(copy, bytes.data(), bytes.size());
+                    data = copy;
                 }
-                target.tag = kHostValueOwnedBlob;
-                target.payload.blob.data = copy;
+                target.tag = borrow_ ? kHostValueBorrowedBlob : kHostValueOwnedBlob;
+                target.payload.blob.data = bytes.empty() ? nullptr : data;
                 target.payload.blob.size = static_cast<std::uint32_t>(bytes.size());
                 return;
             }
@@ -77,7 +73,7 @@ public:
                                        ? nullptr
                                        : registry_->EnumeratorName(payload.type, payload.number);
                 if (name != nullptr) {
-                    SetOwnedText(target, name);
+                    SetText(target, name);
                 } else {
                     target.tag = kHostValueSigned;
                     target.payload.signedValue = payload.number;
@@ -113,13 +109,20 @@ public:
         std::size_t index = 0;
         value.ForEachField([&](const BindingString& name, const BindingValue& field) {
             HostMapEntry& entry = entries[index++];
-            entry.key = CopyText(name.View());
-            entry.keyOwned = 1;
+            entry.key = borrow_ ? name.View().data() : CopyText(name.View());
+            entry.keyOwned = borrow_ ? 0 : 1;
             Write(field, entry.value, depth + 1);
         });
     }
 
 private:
+    // Both forms are NUL-terminated: a borrowed text is an interned string or a registry's name.
+    void SetText(HostValue& target, std::string_view text) const {
+        target.tag = borrow_ ? kHostValueBorrowedString : kHostValueOwnedString;
+        target.payload.text.data = borrow_ ? text.data() : CopyText(text);
+        target.payload.text.length = static_cast<std::uint32_t>(text.size());
+    }
+
     static void* Zeroed(std::size_t size) {
         if (size == 0) {
             return nullptr;
@@ -130,6 +133,7 @@ private:
     }
 
     const BindingRegistry* registry_;
+    bool borrow_;
     bool complete_ = true;
 };
 
@@ -232,9 +236,10 @@ private:
 
 }  // namespace
 
-bool ToHostValue(const BindingValue& value, HostValue& target, const BindingRegistry* registry) {
+bool ToHostValue(const BindingValue& value, HostValue& target, const BindingRegistry* registry,
+                 HostTexts texts) {
     ReleaseHostValue(target);
-    HostWriter writer(registry);
+    HostWriter writer(registry, texts);
     writer.Write(value, target, 0);
     return writer.complete();
 }

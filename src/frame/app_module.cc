@@ -24,7 +24,7 @@ constexpr const char* kPluginLogLayout = "#D| #L| #G| #M";
 
 AppModule::AppModule() {
     LogCore::AddReference();
-    dispatcher = std::make_unique<BindingRegistry>();
+    dispatcher = std::make_unique<BindingDispatcher>();
     dispatcher->RegisterBuiltins();
     operations.Attach = &AppModule::AttachEntry;
     operations.Shutdown = &AppModule::ShutdownEntry;
@@ -58,8 +58,7 @@ void AppModule::Initialize(PluginLoadBlock& block, const std::string& name) {
 
     RegisterFrameworkTypes(*dispatcher);
     RegisterApi();
-    // The description of the API is built by the dispatcher, which does not exist yet: until it
-    // does, the module hands the host an empty ApiDescription.
+    apiDescription = dispatcher->BuildApiDescription();
 
     block.major = kPluginApiVersion.major;
     block.minor = kPluginApiVersion.minor;

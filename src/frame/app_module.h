@@ -11,10 +11,11 @@
 #include "frame/app_client.h"
 #include "frame/host_boundary.h"
 #include "frame/plugin_identity.h"
+#include "routing/dispatcher.h"
+#include "routing/route_declarer.h"
 
 namespace Tavix::Client {
 
-class BindingRegistry;
 class PluginLogTarget;
 
 class AppModule : public AppClient {
@@ -49,7 +50,12 @@ public:
     const std::vector<std::string>& GetApiTags() const { return apiTags; }
     const PluginLogTarget* GetLogTarget() const { return logTarget.get(); }
     HostInterface* GetHost() const { return host; }
-    BindingRegistry& GetDispatcher() const { return *dispatcher; }
+    BindingDispatcher& GetDispatcher() const { return *dispatcher; }
+    const ApiDescription& GetApiDescription() const { return apiDescription; }
+
+protected:
+    // What RegisterApi declares the module's routes with; every route carries the module's tags.
+    RouteDeclarer Routes() const { return RouteDeclarer(*dispatcher, apiTags); }
 
 private:
     static bool AttachEntry(void* module, HostInterface* hostInterface);
@@ -64,9 +70,9 @@ private:
     PluginName pluginName;
     std::string apiNamespace;
     std::vector<std::string> apiTags;
-    // The module's registry of types, functions and events. The dispatcher that routes the
-    // module's REST requests derives from the registry and takes this place when it exists.
-    std::unique_ptr<BindingRegistry> dispatcher;
+    // The router of the module's REST requests, which is also its registry of types, functions
+    // and events.
+    std::unique_ptr<BindingDispatcher> dispatcher;
     HostInterface* host = nullptr;
     PluginOperations operations{};
     ApiDescription apiDescription{};

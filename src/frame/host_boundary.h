@@ -238,6 +238,165 @@ struct HostEvent {
     void* context;
 };
 
+// ---------------------------------------------------------------------------------------------
+// API description (packed records)
+// ---------------------------------------------------------------------------------------------
+
+// Each record of a table lies in one array with the others; `next` points to the following record
+// of the array and is null in the last one. Texts are never null (an absent text is ""); a tag
+// list is an array of texts. A kind is a kind number of the module's type registry, 1 to 19
+// ("bool" to "map"), 0 for none. A type name is set for the kinds vector, enum, struct and map
+// when the type is declared, and "" otherwise.
+
+// Where the dispatcher takes an argument from. 3 is never used; a location outside 1 to 5 counts
+// as anywhere.
+inline constexpr std::uint32_t kArgumentAnywhere = 0;
+inline constexpr std::uint32_t kArgumentQuery = 1;
+inline constexpr std::uint32_t kArgumentPath = 2;
+inline constexpr std::uint32_t kArgumentHeader = 4;
+inline constexpr std::uint32_t kArgumentBody = 5;
+
+#pragma pack(push, 1)
+
+// Packed, 41 bytes (25 with 32-bit pointers):
+//   0  next   8  name   16  description   24  kind (u32)   28  elementKind (u32)
+//  32  typeName   40  optional (u8)
+struct HostArgumentRecord {
+    const HostArgumentRecord* next;
+    const char* name;
+    const char* description;
+    std::uint32_t kind;
+    std::uint32_t elementKind;
+    const char* typeName;
+    std::uint8_t optional;
+};
+
+// Packed, 101 bytes (61 with 32-bit pointers): the description of one function, the head of a
+// HostFunctionRecord.
+//   0  next: in ApiDescription, the head of the next HostFunctionRecord
+//   8  reserved (u32): always 0
+//  12  callContext: in ApiDescription, what the host puts into HostRequest::callContext
+//  20  name   28  nameSpace   36  arguments   44  argumentCount (u32)
+//  48  returnKind (u32)   52  returnElementKind (u32)   56  returnTypeName
+//  64  description   72  help   80  threadSafe (u8): always 0, calls are serial
+//  81  asyncResultTypeName: "" unless the function is asynchronous
+//  89  tags   97  tagCount (u32)
+struct HostFunctionHead {
+    const HostFunctionHead* next;
+    std::uint32_t reserved;
+    void* callContext;
+    const char* name;
+    const char* nameSpace;
+    const HostArgumentRecord* arguments;
+    std::uint32_t argumentCount;
+    std::uint32_t returnKind;
+    std::uint32_t returnElementKind;
+    const char* returnTypeName;
+    const char* description;
+    const char* help;
+    std::uint8_t threadSafe;
+    const char* asyncResultTypeName;
+    const char* const* tags;
+    std::uint32_t tagCount;
+};
+
+// Packed, 12 bytes (8 with 32-bit pointers): one per argument, in argument order.
+//   0  next   8  location (u32): kArgumentAnywhere ... kArgumentBody
+struct HostArgumentLocationRecord {
+    const HostArgumentLocationRecord* next;
+    std::uint32_t location;
+};
+
+// Packed, 20 bytes (12 with 32-bit pointers).
+//   0  next   8  strings   16  count (u32)
+struct HostStringListRecord {
+    const HostStringListRecord* next;
+    const char* const* strings;
+    std::uint32_t count;
+};
+
+// How the host calls a function: `callContext` of the request must be the record's. The module
+// fills the response as a whole, release function included, whatever it held before; the host
+// reads it and then calls `release`.
+using HostCallEntry = void (*)(HostResponse* response, const HostRequest* request);
+
+// Packed, 150 bytes (90 with 32-bit pointers): one REST route of the module.
+//   0  head (HostFunctionHead)
+// 101  callEntry
+// 109  locations: argumentCount records
+// 117  url: the template, e.g. "/arx-matchmaking/v1/search/errors/{id}"; "{name}" is one path
+//      segment, "{+name}" the rest of the path, "{#name}" what follows a "#"
+// 125  method (u32): a method code, kMethodAny for any method
+// 129  flag (u8): always 0
+// 130  stringLists   138  stringListCount (u32): always none
+// 142  methodText: the method's name for kMethodNamed, "" otherwise
+struct HostFunctionRecord {
+    HostFunctionHead head;
+    HostCallEntry callEntry;
+    const HostArgumentLocationRecord* locations;
+    const char* url;
+    std::uint32_t method;
+    std::uint8_t flag;
+    const HostStringListRecord* stringLists;
+    std::uint32_t stringListCount;
+    const char* methodText;
+};
+
+// Packed, 45 bytes (29 with 32-bit pointers):
+//   0  next   8  name   16  description   24  offset (u32): in the native record
+//  28  kind (u32)   32  elementKind (u32)   36  typeName   44  optional (u8)
+struct HostFieldRecord {
+    const HostFieldRecord* next;
+    const char* name;
+    const char* description;
+    std::uint32_t offset;
+    std::uint32_t kind;
+    std::uint32_t elementKind;
+    const char* typeName;
+    std::uint8_t optional;
+};
+
+// Packed, 28 bytes (16 with 32-bit pointers):
+//   0  next   8  name   16  description   24  number (i32)
+struct HostEnumeratorRecord {
+    const HostEnumeratorRecord* next;
+    const char* name;
+    const char* description;
+    std::int32_t number;
+};
+
+// Packed, 68 bytes (40 with 32-bit pointers). A struct with fields sets `fields` and leaves
+// `enumerators` null; any other type the other way round; `count` belongs to the one that is set.
+//   0  next   8  name   16  nameSpace   24  size (u32)   28  description
+//  36  tags   44  tagCount (u32)   48  fields   56  enumerators   64  count (u32)
+struct HostTypeRecord {
+    const HostTypeRecord* next;
+    const char* name;
+    const char* nameSpace;
+    std::uint32_t size;
+    const char* description;
+    const char* const* tags;
+    std::uint32_t tagCount;
+    const HostFieldRecord* fields;
+    const HostEnumeratorRecord* enumerators;
+    std::uint32_t count;
+};
+
+// Packed, 52 bytes (28 with 32-bit pointers):
+//   0  next   8  name   16  nameSpace   24  typeName: of the event's data
+//  32  description   40  tags   48  tagCount (u32)
+struct HostEventRecord {
+    const HostEventRecord* next;
+    const char* name;
+    const char* nameSpace;
+    const char* typeName;
+    const char* description;
+    const char* const* tags;
+    std::uint32_t tagCount;
+};
+
+#pragma pack(pop)
+
 // 48 bytes (24 with 32-bit pointers): three (records, count) pairs, each pointer at a multiple
 // of 16 and its count 8 bytes further. The records themselves belong to the module and die with
 // Shutdown.
@@ -245,11 +404,11 @@ struct HostEvent {
 //  16  types         24  typeCount (u32)
 //  32  events        40  eventCount (u32)
 struct ApiDescription {
-    const void* functions;
+    const HostFunctionRecord* functions;
     std::uint32_t functionCount;
-    const void* types;
+    const HostTypeRecord* types;
     std::uint32_t typeCount;
-    const void* events;
+    const HostEventRecord* events;
     std::uint32_t eventCount;
 };
 
@@ -406,6 +565,90 @@ static_assert(offsetof(HostEvent, name) == 0);
 static_assert(offsetof(HostEvent, payload) == 8);
 static_assert(offsetof(HostEvent, reserved) == 24);
 static_assert(offsetof(HostEvent, context) == 32);
+
+static_assert(sizeof(HostArgumentRecord) == 41 && alignof(HostArgumentRecord) == 1);
+static_assert(offsetof(HostArgumentRecord, next) == 0);
+static_assert(offsetof(HostArgumentRecord, name) == 8);
+static_assert(offsetof(HostArgumentRecord, description) == 16);
+static_assert(offsetof(HostArgumentRecord, kind) == 24);
+static_assert(offsetof(HostArgumentRecord, elementKind) == 28);
+static_assert(offsetof(HostArgumentRecord, typeName) == 32);
+static_assert(offsetof(HostArgumentRecord, optional) == 40);
+
+static_assert(sizeof(HostFunctionHead) == 101 && alignof(HostFunctionHead) == 1);
+static_assert(offsetof(HostFunctionHead, next) == 0);
+static_assert(offsetof(HostFunctionHead, reserved) == 8);
+static_assert(offsetof(HostFunctionHead, callContext) == 12);
+static_assert(offsetof(HostFunctionHead, name) == 20);
+static_assert(offsetof(HostFunctionHead, nameSpace) == 28);
+static_assert(offsetof(HostFunctionHead, arguments) == 36);
+static_assert(offsetof(HostFunctionHead, argumentCount) == 44);
+static_assert(offsetof(HostFunctionHead, returnKind) == 48);
+static_assert(offsetof(HostFunctionHead, returnElementKind) == 52);
+static_assert(offsetof(HostFunctionHead, returnTypeName) == 56);
+static_assert(offsetof(HostFunctionHead, description) == 64);
+static_assert(offsetof(HostFunctionHead, help) == 72);
+static_assert(offsetof(HostFunctionHead, threadSafe) == 80);
+static_assert(offsetof(HostFunctionHead, asyncResultTypeName) == 81);
+static_assert(offsetof(HostFunctionHead, tags) == 89);
+static_assert(offsetof(HostFunctionHead, tagCount) == 97);
+
+static_assert(sizeof(HostArgumentLocationRecord) == 12 && alignof(HostArgumentLocationRecord) == 1);
+static_assert(offsetof(HostArgumentLocationRecord, next) == 0);
+static_assert(offsetof(HostArgumentLocationRecord, location) == 8);
+
+static_assert(sizeof(HostStringListRecord) == 20 && alignof(HostStringListRecord) == 1);
+static_assert(offsetof(HostStringListRecord, next) == 0);
+static_assert(offsetof(HostStringListRecord, strings) == 8);
+static_assert(offsetof(HostStringListRecord, count) == 16);
+
+static_assert(sizeof(HostFunctionRecord) == 150 && alignof(HostFunctionRecord) == 1);
+static_assert(offsetof(HostFunctionRecord, head) == 0);
+static_assert(offsetof(HostFunctionRecord, callEntry) == 101);
+static_assert(offsetof(HostFunctionRecord, locations) == 109);
+static_assert(offsetof(HostFunctionRecord, url) == 117);
+static_assert(offsetof(HostFunctionRecord, method) == 125);
+static_assert(offsetof(HostFunctionRecord, flag) == 129);
+static_assert(offsetof(HostFunctionRecord, stringLists) == 130);
+static_assert(offsetof(HostFunctionRecord, stringListCount) == 138);
+static_assert(offsetof(HostFunctionRecord, methodText) == 142);
+
+static_assert(sizeof(HostFieldRecord) == 45 && alignof(HostFieldRecord) == 1);
+static_assert(offsetof(HostFieldRecord, next) == 0);
+static_assert(offsetof(HostFieldRecord, name) == 8);
+static_assert(offsetof(HostFieldRecord, description) == 16);
+static_assert(offsetof(HostFieldRecord, offset) == 24);
+static_assert(offsetof(HostFieldRecord, kind) == 28);
+static_assert(offsetof(HostFieldRecord, elementKind) == 32);
+static_assert(offsetof(HostFieldRecord, typeName) == 36);
+static_assert(offsetof(HostFieldRecord, optional) == 44);
+
+static_assert(sizeof(HostEnumeratorRecord) == 28 && alignof(HostEnumeratorRecord) == 1);
+static_assert(offsetof(HostEnumeratorRecord, next) == 0);
+static_assert(offsetof(HostEnumeratorRecord, name) == 8);
+static_assert(offsetof(HostEnumeratorRecord, description) == 16);
+static_assert(offsetof(HostEnumeratorRecord, number) == 24);
+
+static_assert(sizeof(HostTypeRecord) == 68 && alignof(HostTypeRecord) == 1);
+static_assert(offsetof(HostTypeRecord, next) == 0);
+static_assert(offsetof(HostTypeRecord, name) == 8);
+static_assert(offsetof(HostTypeRecord, nameSpace) == 16);
+static_assert(offsetof(HostTypeRecord, size) == 24);
+static_assert(offsetof(HostTypeRecord, description) == 28);
+static_assert(offsetof(HostTypeRecord, tags) == 36);
+static_assert(offsetof(HostTypeRecord, tagCount) == 44);
+static_assert(offsetof(HostTypeRecord, fields) == 48);
+static_assert(offsetof(HostTypeRecord, enumerators) == 56);
+static_assert(offsetof(HostTypeRecord, count) == 64);
+
+static_assert(sizeof(HostEventRecord) == 52 && alignof(HostEventRecord) == 1);
+static_assert(offsetof(HostEventRecord, next) == 0);
+static_assert(offsetof(HostEventRecord, name) == 8);
+static_assert(offsetof(HostEventRecord, nameSpace) == 16);
+static_assert(offsetof(HostEventRecord, typeName) == 24);
+static_assert(offsetof(HostEventRecord, description) == 32);
+static_assert(offsetof(HostEventRecord, tags) == 40);
+static_assert(offsetof(HostEventRecord, tagCount) == 48);
 
 static_assert(sizeof(ApiDescription) == 48);
 static_assert(offsetof(ApiDescription, functions) == 0);

@@ -30,13 +30,6 @@ inline constexpr const char* kLcdsInvokeUrl = "/arx-login/v1/session/invoke";
 
 namespace Internal {
 
-// The type reference of a native argument, as a field of that type would carry it.
-template <typename T>
-BindingTypeRef NativeTypeRef(const BindingRegistry* registry) {
-    using Traits = BindingFieldTraits<T>;
-    return BindingTypeRef{Traits::kind, Traits::elementKind, NativeDescriptor<T>(registry)};
-}
-
 Failure LcdsParameterFailure(std::string_view error);
 Failure LcdsClassFailure(const std::string& expected, const std::string& destination,
                          const std::string& method, const std::string& actual);
@@ -66,7 +59,7 @@ std::future<MaybeType<Failure, Result>> AppClient::LcdsInvoke(const std::string&
         typeRegistry, error,
         [&]<typename Argument>(BindingResult& value, std::type_identity<Argument>) {
             if constexpr (!Internal::IsTextArgument<Argument>) {
-                AnnotateLcdsClass(value, Internal::NativeTypeRef<Argument>(typeRegistry));
+                AnnotateLcdsClass(value, NativeTypeRef<Argument>(typeRegistry));
             }
             collection.Append() = std::move(value);
             return true;

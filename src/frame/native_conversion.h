@@ -29,6 +29,13 @@ const BindingTypeDescriptor* NativeDescriptor(const BindingRegistry* registry) {
     }
 }
 
+// The type reference of a native value of type T, as a field of that type would carry it.
+template <typename T>
+BindingTypeRef NativeTypeRef(const BindingRegistry* registry) {
+    using Traits = BindingFieldTraits<T>;
+    return BindingTypeRef{Traits::kind, Traits::elementKind, NativeDescriptor<T>(registry)};
+}
+
 // The name of T in messages: its declared name when the registry knows it, else the text of its
 // static type.
 template <typename T>

@@ -33,15 +33,8 @@ public:
     virtual ~ResponseStream() = default;
 };
 
-class Resource {
-public:
-    // Success, with the status left to the host.
-    Resource() = default;
-    // A failure with this status and text.
-    Resource(std::uint32_t failureStatus, std::string_view text)
-        : error(text), status(failureStatus), ok(false) {}
-
-    std::string error;
+// What an answer tells the host besides its value or its error.
+struct ResponseParts {
     // Passed to the host as they are; nothing in the module gives them a meaning.
     std::uint8_t flag = 0;
     std::uint32_t mode = 0;
@@ -50,6 +43,18 @@ public:
     std::string statusText;
     FrameHashMap<std::string, std::string> headers;
     std::unique_ptr<ResponseStream> stream;
+};
+
+class Resource : public ResponseParts {
+public:
+    // Success, with the status left to the host.
+    Resource() = default;
+    // A failure with this status and text.
+    Resource(std::uint32_t failureStatus, std::string_view text) : error(text), ok(false) {
+        status = failureStatus;
+    }
+
+    std::string error;
     bool ok = true;
 };
 

@@ -20,12 +20,18 @@ inline constexpr char kFatalSlabPoolOutOfMemory[] = "ALE-9B0D5F18";
 inline constexpr char kFatalSlabSizeOutOfRange[] = "ALE-2C61E8A4";
 // A string entry lies at an address above 48 bits, which no platform we build for hands out.
 inline constexpr char kFatalAddressBeyond48Bits[] = "ALE-5E3A9D27";
+// A route's handler does not fit its function: it is empty, or the function was declared before
+// with another number of arguments.
+inline constexpr char kFatalRouteHandlerMismatch[] = "ALE-3B7E0D91";
 
-// The messages logged before the first two codes, for `FatalReportWithMessage`.
+// The messages logged before their codes, for `FatalReportWithMessage`.
 inline constexpr char kFutureErrorInAwaitMessage[] =
     "Caught std::future_error in AppModule::Await: (%1) %2";
 inline constexpr char kIncompatiblePluginApiMessage[] =
     "%1 which supports plugin API %2 is not compatible with core's plugin API %3";
+inline constexpr char kEmptyRouteHandlerMessage[] = "Route %1 was declared with an empty handler";
+inline constexpr char kRouteArgumentCountMessage[] =
+    "Route %1 has a handler of %2 arguments, but its function '%3' was declared with %4";
 
 // Ends the process after a programming or deployment fault: the assertion report carries `code`
 // as its expression (file, function and description empty, line 0), goes to the log, and then

@@ -48,6 +48,8 @@ struct Fnv1aHash {
     std::size_t operator()(std::uint64_t key) const { return Fnv1a(&key, sizeof key); }
     std::size_t operator()(std::int32_t key) const { return Fnv1a(&key, sizeof key); }
     std::size_t operator()(std::uint32_t key) const { return Fnv1a(&key, sizeof key); }
+    // Any other pointer hashes the bytes of its address.
+    std::size_t operator()(const void* key) const { return Fnv1a(&key, sizeof key); }
 };
 
 inline constexpr std::size_t kFrameHashMapBuckets = 8;

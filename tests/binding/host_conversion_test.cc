@@ -122,6 +122,34 @@ TEST(ToHostValue, TheHostFreesEveryOwnedName) {
     EXPECT_EQ(LiveAllocations(), allocations);
 }
 
+TEST(ToHostValue, BorrowedTextsPointIntoTheTreeAndOnlyArraysAreAllocated) {
+    const BindingValue value = EveryKind();
+    const std::uint64_t allocations = LiveAllocations();
+    HostValue host{};
+    ToHostValue(value, host, nullptr, HostTexts::Borrowed);
+    // The outer entries, the list, the list's structure (none: it is empty), the nested entries.
+    EXPECT_EQ(LiveAllocations(), allocations + 3);
+    std::vector<const char*> keys;
+    value.ForEachField([&](const BindingString& name, const BindingValue&) {
+        keys.push_back(name.View().data());
+    });
+    const HostMapEntry* entries = host.payload.structure.entries;
+    for (std::size_t i = 0; i < 11; ++i) {
+        EXPECT_EQ(entries[i].key, keys[i]) << i;
+        EXPECT_EQ(+entries[i].keyOwned, 0) << i;
+    }
+    EXPECT_EQ(+entries[0].value.tag, kHostValueBorrowedBlob);
+    EXPECT_EQ(entries[0].value.payload.blob.data, value.GetField("blob").GetBlob().data());
+    EXPECT_EQ(+entries[3].value.tag, kHostValueBorrowedBlob);
+    EXPECT_EQ(entries[3].value.payload.blob.data, nullptr);
+    EXPECT_EQ(+entries[9].value.tag, kHostValueBorrowedString);
+    EXPECT_EQ(entries[9].value.payload.text.data, value.GetField("string").GetString().data());
+    EXPECT_STREQ(entries[4].value.payload.text.data, "");
+    // The same release serves both forms: borrowed texts are left alone.
+    ReleaseHostValue(host);
+    EXPECT_EQ(LiveAllocations(), allocations);
+}
+
 TEST(ToHostValue, ReleasesWhatTheTargetHeldFirst) {
     const std::uint64_t bytes = LiveBytes();
     HostValue host{};

@@ -122,6 +122,15 @@ TEST(ArxHost, StopsCleanlyOnSigtermAndSigint) {
     }
 }
 
+TEST(ArxHost, DescribesThePlugInsFunctionsWithoutAttachingIt) {
+    Child child({"--library", FAKE_PLUGIN_PATH, "--describe"});
+    ASSERT_TRUE(child.Started());
+    EXPECT_EQ(child.Finish(), 0) << child.Output();
+    EXPECT_EQ(child.Output(),
+              "GET /fake/v1/echo/{word} GetFakeV1EchoByWord word:path\n"
+              "* /fake/v1/any FakeAny\n");
+}
+
 TEST(ArxHost, RejectsBadArgumentsAndLibraries) {
     struct Case {
         std::vector<std::string> arguments;

@@ -1,6 +1,7 @@
 // A minimal module for exercising hosts: it logs on attach, ticks on a schedule, echoes one event,
-// and asks one request of the host at every tick. Built both into a shared library and into the
-// host tests themselves.
+// asks one request of the host at every tick, and serves two REST functions whose records it
+// writes from the boundary header alone. Built both into a shared library and into the host tests
+// themselves.
 
 #include <cstdio>
 #include <cstring>
@@ -18,6 +19,58 @@ struct FakeModule {
     HostInterface* host = nullptr;
     std::uint32_t ticks = 0;
 };
+
+// "GET /fake/v1/echo/{word}" answers with the request's URL; "/fake/v1/any" refuses any method.
+// The call context tells them apart.
+int echoContext = 1;
+int anyContext = 2;
+
+void ReleaseAnswer(HostResponse* response) {
+    std::memset(static_cast<void*>(response), 0, sizeof *response);
+}
+
+void CallEntry(HostResponse* response, const HostRequest* request) {
+    std::memset(static_cast<void*>(response), 0, sizeof *response);
+    response->release = &ReleaseAnswer;
+    if (request->callContext == &echoContext) {
+        response->value.tag = kHostValueBorrowedString;
+        response->value.payload.text.data = request->url;
+        response->value.payload.text.length = static_cast<std::uint32_t>(std::strlen(request->url));
+    } else {
+        response->errorText = "nope";
+        response->status = 404;
+    }
+}
+
+const char* const kTags[] = {"Plugins"};
+const HostArgumentRecord kWord = {nullptr, "word", "", 12, 0, "", 0};
+const HostArgumentLocationRecord kWordLocation = {nullptr, kArgumentPath};
+
+void DescribeApi(ApiDescription& api) {
+    static HostFunctionRecord records[2] = {};
+    HostFunctionRecord& echo = records[0];
+    echo.head.next = &records[1].head;
+    echo.head.callContext = &echoContext;
+    echo.head.name = "GetFakeV1EchoByWord";
+    echo.head.arguments = &kWord;
+    echo.head.argumentCount = 1;
+    echo.head.tags = kTags;
+    echo.head.tagCount = 1;
+    echo.callEntry = &CallEntry;
+    echo.locations = &kWordLocation;
+    echo.url = "/fake/v1/echo/{word}";
+    echo.method = kMethodGet;
+    echo.methodText = "";
+    HostFunctionRecord& any = records[1];
+    any.head.callContext = &anyContext;
+    any.head.name = "FakeAny";
+    any.callEntry = &CallEntry;
+    any.url = "/fake/v1/any";
+    any.method = kMethodAny;
+    any.methodText = "";
+    api.functions = records;
+    api.functionCount = 2;
+}
 
 void WriteLog(FakeModule& module, std::int32_t level, const char* text) {
     HostOperations* operations = module.host->operations;
@@ -93,6 +146,7 @@ extern "C" __attribute__((visibility("default"))) void load_arx_matchmaking(
     }
     auto* module = new FakeModule{};
     module->operations = {&Attach, &Shutdown, &GetMemoryCounters};
+    DescribeApi(module->api);
     block->major = 18;
     block->minor = 0;
     block->patch = 0;

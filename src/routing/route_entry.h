@@ -1,0 +1,41 @@
+#pragma once
+// What the dispatcher keeps of one declared route.
+
+#include <cstdint>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "frame/host_boundary.h"
+#include "routing/function_invoker.h"
+
+namespace Tavix::Client {
+
+struct BindingFunctionDescriptor;
+
+// Where an argument may come from; the values are those of the host's function records.
+enum class ArgumentLocation : std::uint32_t {
+    Anywhere = kArgumentAnywhere,
+    Query = kArgumentQuery,
+    Path = kArgumentPath,
+    Header = kArgumentHeader,
+    Body = kArgumentBody,
+};
+
+struct RouteEntry {
+    BindingFunctionDescriptor* function = nullptr;
+    std::unique_ptr<FunctionInvoker> invoker;
+    // The URL template; empty means that the function's name serves as the path.
+    std::string url;
+    // A method code of the host; kMethodAny accepts every method.
+    std::uint32_t method = kMethodAny;
+    // The method's name for kMethodNamed; empty otherwise.
+    std::string methodText;
+    // Passed to the host's function record; nothing here sets them.
+    std::uint8_t flag = 0;
+    std::vector<std::vector<std::string>> stringLists;
+    // One per argument of the function.
+    std::vector<ArgumentLocation> locations;
+};
+
+}  // namespace Tavix::Client
