@@ -9,6 +9,7 @@
 #include "binding/binding_string.h"
 #include "binding/registry.h"
 #include "binding/value_visitor.h"
+#include "frame/host_value.h"
 #include "log/memory.h"
 
 namespace Tavix::Client {

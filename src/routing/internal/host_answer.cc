@@ -9,6 +9,7 @@
 #include "binding/host_conversion.h"
 #include "binding/value.h"
 #include "binding/value_kind.h"
+#include "frame/host_value.h"
 #include "log/memory.h"
 
 namespace Tavix::Client::Internal {
