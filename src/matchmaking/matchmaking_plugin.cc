@@ -1,7 +1,9 @@
 #include "matchmaking/matchmaking_plugin.h"
 
 #include "log/log.h"
+#include "matchmaking/neighbour_uris.h"
 #include "matchmaking/record_registration.h"
+#include "routing/route_declarer.h"
 
 namespace Tavix::Client::Matchmaking {
 
@@ -16,6 +18,18 @@ MatchmakingPlugin::~MatchmakingPlugin() = default;
 void MatchmakingPlugin::RegisterApi() {
     RegisterApiRecords(GetDispatcher(), GetApiNamespace(), GetApiTags());
     RegisterLcdsRecords(*this);
+
+    using Plugin = MatchmakingPlugin;
+    RouteDeclarer routes = Routes();
+    routes.Get(kSearchUri, this, &Plugin::GetSearch);
+    routes.Post(kSearchUri, this, &Plugin::PostSearch);
+    routes.Delete(kSearchUri, this, &Plugin::DeleteSearch);
+    routes.Put(kSearchUri, this, &Plugin::PutSearch).BodyArgument("search");
+    routes.Get(kSearchErrorsUri, this, &Plugin::GetSearchErrors);
+    routes.Get(kSearchErrorUri, this, &Plugin::GetSearchError).PathArgument("id");
+    routes.Get(kReadyCheckUri, this, &Plugin::GetReadyCheck);
+    routes.Post(kReadyCheckAcceptUri, this, &Plugin::PostReadyCheckAccept);
+    routes.Post(kReadyCheckDeclineUri, this, &Plugin::PostReadyCheckDecline);
 }
 
 bool MatchmakingPlugin::OnStart() {

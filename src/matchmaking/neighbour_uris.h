@@ -41,6 +41,9 @@ inline constexpr const char* kClientFacadeService = "clientFacadeService";
 // The plug-in's own resources.
 inline constexpr const char* kSearchUri = "/arx-matchmaking/v1/search";
 inline constexpr const char* kSearchErrorsUri = "/arx-matchmaking/v1/search/errors";
+inline constexpr const char* kSearchErrorUri = "/arx-matchmaking/v1/search/errors/{id}";
 inline constexpr const char* kReadyCheckUri = "/arx-matchmaking/v1/ready-check";
+inline constexpr const char* kReadyCheckAcceptUri = "/arx-matchmaking/v1/ready-check/accept";
+inline constexpr const char* kReadyCheckDeclineUri = "/arx-matchmaking/v1/ready-check/decline";
 
 }  // namespace Tavix::Client::Matchmaking

@@ -302,7 +302,7 @@ TEST_F(SearchErrorsTest, ErrorsEndByTimeAndWhenTheirPlayerLeaves) {
     EXPECT_EQ(Call("GET", kErrors).json,
               R"([{"errorType":"QUEUE_DODGER","id":0,"message":"","penalizedAvatarId":12,)"
               R"("penaltyTimeRemaining":2.5},{"errorType":"QUEUE_RESTRICTED","id":1,)"
-              R"("message":"Not eligible","penalizedAvatarId":13,"penaltyTimeRemaining":0.0}])");
+              R"("message":"Not eligible","penalizedAvatarId":13,"penaltyTimeRemaining":0}])");
     EXPECT_EQ(plugin->CurrentSearch()->queueId, kLegacy);
 
     host.AdvanceBy(2.0);

@@ -86,10 +86,42 @@ protected:
         return work();
     }
 
-    // Calls one of the plug-in's routes as a host would, with `body` as the request's body.
-    RouteAnswer Call(const std::string& method, const std::string& path,
+    // Calls one of the plug-in's routes as a host would: the function record that fits method
+    // and URL, its call entry, `body` as a JSON body, and the response released.
+    RouteAnswer Call(const std::string& method, const std::string& url,
                      const Value& body = Value::None()) {
-        return InModule([&] { return Route(method, path, body); });
+        const std::uint32_t code = MethodCode(method);
+        const Client::ApiDescription* api = module->Block().apiDescription;
+        const Client::HostFunctionRecord* record =
+            api != nullptr ? TestHost::FindFunctionRecord(*api, code, method, url) : nullptr;
+        if (record == nullptr) {
+            return {false, 404, "no function record for " + method + " " + url, "null"};
+        }
+        TestHost::ApiCall call;
+        call.method = code;
+        call.url = url;
+        call.clientId = module->ClientId();
+        if (body.tag != Client::kHostValueNone) {
+            call.contentType = "application/json";
+            call.body = body.ToJson();
+        }
+        const TestHost::ApiAnswer answer =
+            InModule([&] { return TestHost::CallFunctionRecord(*record, call); });
+        EXPECT_TRUE(answer.released) << method << " " << url << ": response not released";
+        return {!answer.error.has_value(), answer.status, answer.error.value_or(""),
+                answer.value.ToJson()};
+    }
+
+    static std::uint32_t MethodCode(const std::string& method) {
+        if (method == "GET")
+            return Client::kMethodGet;
+        if (method == "POST")
+            return Client::kMethodPost;
+        if (method == "PUT")
+            return Client::kMethodPut;
+        if (method == "DELETE")
+            return Client::kMethodDelete;
+        return Client::kMethodNamed;
     }
 
     // Lets the host run what is due, without moving the clock.
@@ -134,61 +166,6 @@ protected:
             }
         }
         return requests;
-    }
-
-    template <typename T>
-    RouteAnswer Answer(ResourceOf<T> resource) {
-        RouteAnswer answer = Answer(Resource(std::move(resource)));
-        if (answer.ok) {
-            BindingResult value;
-            NativeToValue(value, resource.value, &plugin->GetDispatcher());
-            answer.json = WriteJson(value, &plugin->GetDispatcher(), nullptr);
-        }
-        return answer;
-    }
-    RouteAnswer Answer(Resource resource) {
-        return {resource.ok, resource.status, resource.error, "null"};
-    }
-
-    RouteAnswer Route(const std::string& method, const std::string& path, const Value& body) {
-        const std::string kErrors = "/arx-matchmaking/v1/search/errors/";
-        if (path == "/arx-matchmaking/v1/search") {
-            if (method == "GET")
-                return Answer(plugin->GetSearch());
-            if (method == "POST")
-                return Answer(plugin->PostSearch());
-            if (method == "DELETE")
-                return Answer(plugin->DeleteSearch());
-            if (method == "PUT") {
-                TestHost::ValueArena arena;
-                const HostValue hostValue = arena.Build(body);
-                BindingResult read;
-                BindingValue value;
-                FromHostValue(read, value, hostValue, "search");
-                Api::MatchmakingSearchResource search;
-                ValueToNative(read, search, value, "search", &plugin->GetDispatcher(), 0);
-                if (!read.Ok()) {
-                    return {false, 0, std::string(read.ErrorText()), "null"};
-                }
-                return Answer(plugin->PutSearch(search));
-            }
-        }
-        if (path == "/arx-matchmaking/v1/search/errors" && method == "GET") {
-            return Answer(plugin->GetSearchErrors());
-        }
-        if (path.rfind(kErrors, 0) == 0 && method == "GET") {
-            return Answer(plugin->GetSearchError(std::stoi(path.substr(kErrors.size()))));
-        }
-        if (path == "/arx-matchmaking/v1/ready-check" && method == "GET") {
-            return Answer(plugin->GetReadyCheck());
-        }
-        if (path == "/arx-matchmaking/v1/ready-check/accept" && method == "POST") {
-            return Answer(plugin->PostReadyCheckAccept());
-        }
-        if (path == "/arx-matchmaking/v1/ready-check/decline" && method == "POST") {
-            return Answer(plugin->PostReadyCheckDecline());
-        }
-        return {false, 404, "Invalid function", "null"};
     }
 
     TestHost::Host host;

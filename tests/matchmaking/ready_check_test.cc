@@ -48,7 +48,7 @@ TEST_F(ReadyCheckTest, AStrangersDodgeGoesBackToSearching) {
     // The ready-check resource of a search outside a check is the default record.
     EXPECT_EQ(Call("GET", kReadyCheck).json,
               R"({"declinerIds":[],"dodgeWarning":"None","playerResponse":"None",)"
-              R"("state":"Invalid","suppressUx":false,"timer":0.0})");
+              R"("state":"Invalid","suppressUx":false,"timer":0})");
 }
 
 TEST_F(ReadyCheckTest, APartyDodgeRecordsTheDeclinersAndEndsTheSearch) {
