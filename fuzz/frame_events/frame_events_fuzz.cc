@@ -20,6 +20,7 @@
 #include "frame/lcds_client.h"
 #include "frame/plugin_export.h"
 #include "frame/resource_events.h"
+#include "host_value_tree.h"
 
 namespace {
 
@@ -161,121 +162,6 @@ const char* const kWords[] = {
     "status",
     "error",
 };
-constexpr std::size_t kWordCount = sizeof(kWords) / sizeof(kWords[0]);
-
-// A HostValue tree read from the bytes, with its storage.
-class TreeBuilder {
-public:
-    TreeBuilder(const std::uint8_t* data, std::size_t size) : data_(data), size_(size) {}
-
-    void Build(HostValue& value, std::size_t depth) {
-        std::memset(static_cast<void*>(&value), 0, sizeof value);
-        const std::uint8_t selector = Byte();
-        // Long runs of one selector make deep chains; the builder itself stops well past the
-        // depth the module accepts.
-        std::uint32_t tag = selector % 12;
-        if (depth > 300 && tag >= kHostValueCollection) {
-            tag = kHostValueNone;
-        }
-        value.tag = tag;
-        switch (tag) {
-            case kHostValueNone:
-                break;
-            case kHostValueBool:
-                value.payload.boolean = Byte();
-                break;
-            case kHostValueSigned:
-            case kHostValueUnsigned:
-            case kHostValueFloat: {
-                std::uint64_t bits = 0;
-                for (int i = 0; i < 8; ++i) {
-                    bits = (bits << 8) | Byte();
-                }
-                std::memcpy(value.payload.raw, &bits, sizeof bits);
-                break;
-            }
-            case kHostValueBorrowedString:
-            case kHostValueOwnedString: {
-                const char* text = Text();
-                value.payload.text.data = text;
-                value.payload.text.length =
-                    text == nullptr ? 0 : static_cast<std::uint32_t>(std::strlen(text));
-                break;
-            }
-            case kHostValueBorrowedBlob:
-            case kHostValueOwnedBlob: {
-                const std::size_t length = Byte() % 24;
-                auto& bytes = texts_.emplace_back();
-                for (std::size_t i = 0; i < length; ++i) {
-                    bytes.push_back(static_cast<char>(Byte()));
-                }
-                value.payload.blob.data = length == 0 && (selector & 0x80) ? nullptr : bytes.data();
-                value.payload.blob.size = static_cast<std::uint32_t>(length);
-                break;
-            }
-            case kHostValueCollection: {
-                const std::uint32_t count = Byte() % 6;
-                // A raw pointer: the recursion below grows the list of arrays.
-                HostValue* items =
-                    values_.emplace_back(std::make_unique<HostValue[]>(count + 1)).get();
-                for (std::uint32_t i = 0; i < count; ++i) {
-                    Build(items[i], depth + 1);
-                }
-                value.payload.collection.items = count == 0 && (selector & 0x80) ? nullptr : items;
-                value.payload.collection.count = count;
-                break;
-            }
-            case kHostValueStructure: {
-                const std::uint32_t count = Byte() % 6;
-                HostMapEntry* entries =
-                    entries_.emplace_back(std::make_unique<HostMapEntry[]>(count + 1)).get();
-                for (std::uint32_t i = 0; i < count; ++i) {
-                    entries[i].key = Text();
-                    entries[i].keyOwned = 0;
-                    Build(entries[i].value, depth + 1);
-                }
-                value.payload.structure.entries = entries;
-                value.payload.structure.count = count;
-                break;
-            }
-            default:
-                value.tag = 11 + Byte();
-                break;
-        }
-    }
-
-private:
-    std::uint8_t Byte() {
-        if (size_ == 0) {
-            return 0;
-        }
-        --size_;
-        return *data_++;
-    }
-
-    // A known word, a null text, or raw bytes up to the next zero.
-    const char* Text() {
-        const std::uint8_t selector = Byte();
-        if (selector < 0x80) {
-            return kWords[selector % kWordCount];
-        }
-        if (selector == 0xFF) {
-            return nullptr;
-        }
-        const std::size_t length = selector % 32;
-        auto& text = texts_.emplace_back();
-        for (std::size_t i = 0; i < length; ++i) {
-            text.push_back(static_cast<char>(Byte()));
-        }
-        return text.c_str();
-    }
-
-    const std::uint8_t* data_;
-    std::size_t size_;
-    std::deque<std::string> texts_;
-    std::vector<std::unique_ptr<HostValue[]>> values_;
-    std::vector<std::unique_ptr<HostMapEntry[]>> entries_;
-};
 
 // Wraps `inner` as the one field `key` beside fixed fields, so that most inputs reach the typed
 // conversions behind the envelope.
@@ -311,7 +197,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
         return 0;
     }
     const std::uint8_t route = data[0];
-    TreeBuilder builder(data + 1, size - 1);
+    Tavix::Fuzzing::TreeBuilder builder(data + 1, size - 1, kWords);
     HostValue tree;
     builder.Build(tree, 0);
 

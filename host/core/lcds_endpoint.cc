@@ -37,6 +37,11 @@ void LcdsEndpoint::AnswerWith(const std::string& destination, const std::string&
     scripts_[KeyOf(destination, method)].push_back(std::move(script));
 }
 
+void LcdsEndpoint::AnswerAlways(const std::string& destination, const std::string& method,
+                                Script script) {
+    standing_[KeyOf(destination, method)] = std::move(script);
+}
+
 std::size_t LcdsEndpoint::PendingAnswers() const {
     std::size_t count = 0;
     for (const auto& [key, queue] : scripts_) {
@@ -70,8 +75,13 @@ void LcdsEndpoint::Serve(const RecordedRequest& request, Response& response) {
             400);
         return;
     }
-    auto found = scripts_.find(KeyOf(call.destination, call.method));
+    const std::string key = KeyOf(call.destination, call.method);
+    auto found = scripts_.find(key);
     if (found == scripts_.end() || found->second.empty()) {
+        if (auto standing = standing_.find(key); standing != standing_.end()) {
+            standing->second(call, response);
+            return;
+        }
         response = Response::Error(
             "No LCDS answer scripted for " + KeyOf(call.destination, call.method), 500);
         return;

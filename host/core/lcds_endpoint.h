@@ -45,6 +45,8 @@ public:
                      const std::string& error, std::uint32_t status);
     // Queues an answer written by the test, for shapes the two forms above cannot give.
     void AnswerWith(const std::string& destination, const std::string& method, Script script);
+    // The answer of every call of destination.method that finds no queued answer.
+    void AnswerAlways(const std::string& destination, const std::string& method, Script script);
 
     // Every call in arrival order, malformed ones included.
     const std::vector<LcdsInvocation>& Invocations() const { return invocations_; }
@@ -55,6 +57,7 @@ private:
     void Serve(const RecordedRequest& request, Response& response);
 
     std::map<std::string, std::deque<Script>> scripts_;
+    std::map<std::string, Script> standing_;
     std::vector<LcdsInvocation> invocations_;
 };
 

@@ -1,5 +1,6 @@
 #include "core/value.h"
 
+#include <cmath>
 #include <cstdio>
 #include <cstring>
 #include <utility>
@@ -114,9 +115,42 @@ void AppendQuoted(std::string& out, const std::string& text) {
     out += '"';
 }
 
-void Render(const Value& value, std::string& out) {
+void AppendBase64(std::string& out, const std::string& bytes) {
+    static const char kAlphabet[] =
+        "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
+    out += '"';
+    std::size_t i = 0;
+    for (; i + 3 <= bytes.size(); i += 3) {
+        const auto group =
+            (static_cast<std::uint32_t>(static_cast<unsigned char>(bytes[i])) << 16) |
+            (static_cast<std::uint32_t>(static_cast<unsigned char>(bytes[i + 1])) << 8) |
+            static_cast<unsigned char>(bytes[i + 2]);
+        for (int shift = 18; shift >= 0; shift -= 6) {
+            out += kAlphabet[(group >> shift) & 0x3F];
+        }
+    }
+    if (i < bytes.size()) {
+        std::uint32_t group = static_cast<std::uint32_t>(static_cast<unsigned char>(bytes[i]))
+                              << 16;
+        if (i + 1 < bytes.size()) {
+            group |= static_cast<std::uint32_t>(static_cast<unsigned char>(bytes[i + 1])) << 8;
+        }
+        out += kAlphabet[(group >> 18) & 0x3F];
+        out += kAlphabet[(group >> 12) & 0x3F];
+        out += i + 1 < bytes.size() ? kAlphabet[(group >> 6) & 0x3F] : '=';
+        out += '=';
+    }
+    out += '"';
+}
+
+// The readable form marks what JSON cannot say (unsigned numbers, blobs, cut trees); the JSON
+// form says it as a JSON reader expects: plain numbers, Base64 strings, and null for the rest.
+enum class Style { Readable, Json };
+
+void Render(const Value& value, std::string& out, Style style) {
+    const bool json = style == Style::Json;
     if (value.truncated) {
-        out += "<truncated>";
+        out += json ? "null" : "<truncated>";
         return;
     }
     switch (value.tag) {
@@ -130,9 +164,13 @@ void Render(const Value& value, std::string& out) {
             out += std::to_string(value.signedValue);
             return;
         case Client::kHostValueUnsigned:
-            out += std::to_string(value.unsignedValue) + "u";
+            out += std::to_string(value.unsignedValue) + (json ? "" : "u");
             return;
         case Client::kHostValueFloat: {
+            if (json && !std::isfinite(value.floatValue)) {
+                out += "null";
+                return;
+            }
             char number[32];
             std::snprintf(number, sizeof number, "%.17g", value.floatValue);
             out += number;
@@ -144,14 +182,18 @@ void Render(const Value& value, std::string& out) {
             return;
         case Client::kHostValueBorrowedBlob:
         case Client::kHostValueOwnedBlob:
-            out += "blob(" + std::to_string(value.bytes.size()) + ")";
+            if (json) {
+                AppendBase64(out, value.bytes);
+            } else {
+                out += "blob(" + std::to_string(value.bytes.size()) + ")";
+            }
             return;
         case Client::kHostValueCollection: {
             out += '[';
             const char* separator = "";
             for (const Value& item : value.items) {
                 out += separator;
-                Render(item, out);
+                Render(item, out, style);
                 separator = ",";
             }
             out += ']';
@@ -164,14 +206,14 @@ void Render(const Value& value, std::string& out) {
                 out += separator;
                 AppendQuoted(out, field.key);
                 out += ':';
-                Render(field.value, out);
+                Render(field.value, out, style);
                 separator = ",";
             }
             out += '}';
             return;
         }
         default:
-            out += "tag(" + std::to_string(value.tag) + ")";
+            out += json ? "null" : "tag(" + std::to_string(value.tag) + ")";
             return;
     }
 }
@@ -275,7 +317,13 @@ bool operator==(const Value& left, const Value& right) {
 
 std::string Value::ToText() const {
     std::string out;
-    Render(*this, out);
+    Render(*this, out, Style::Readable);
+    return out;
+}
+
+std::string Value::ToJson() const {
+    std::string out;
+    Render(*this, out, Style::Json);
     return out;
 }
 

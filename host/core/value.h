@@ -46,6 +46,9 @@ struct Value {
 
     // A compact JSON-like rendering for test failure messages.
     std::string ToText() const;
+    // Compact JSON: unsigned numbers plain, blobs as Base64 strings, and null for what JSON
+    // cannot hold (a NaN, a tree cut at kMaxCopyDepth).
+    std::string ToJson() const;
 };
 
 struct Field {

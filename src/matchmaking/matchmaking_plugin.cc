@@ -1,6 +1,9 @@
 #include "matchmaking/matchmaking_plugin.h"
 
 #include "log/log.h"
+#include "matchmaking/neighbour_uris.h"
+#include "matchmaking/record_registration.h"
+#include "routing/route_declarer.h"
 
 namespace Tavix::Client::Matchmaking {
 
@@ -12,11 +15,27 @@ MatchmakingPlugin::MatchmakingPlugin()
 // The machine was stopped by OnStop; destroying it runs no action.
 MatchmakingPlugin::~MatchmakingPlugin() = default;
 
-void MatchmakingPlugin::RegisterApi() {}
+void MatchmakingPlugin::RegisterApi() {
+    RegisterApiRecords(GetDispatcher(), GetApiNamespace(), GetApiTags());
+    RegisterLcdsRecords(*this);
+
+    using Plugin = MatchmakingPlugin;
+    RouteDeclarer routes = Routes();
+    routes.Get(kSearchUri, this, &Plugin::GetSearch);
+    routes.Post(kSearchUri, this, &Plugin::PostSearch);
+    routes.Delete(kSearchUri, this, &Plugin::DeleteSearch);
+    routes.Put(kSearchUri, this, &Plugin::PutSearch).BodyArgument("search");
+    routes.Get(kSearchErrorsUri, this, &Plugin::GetSearchErrors);
+    routes.Get(kSearchErrorUri, this, &Plugin::GetSearchError).PathArgument("id");
+    routes.Get(kReadyCheckUri, this, &Plugin::GetReadyCheck);
+    routes.Post(kReadyCheckAcceptUri, this, &Plugin::PostReadyCheckAccept);
+    routes.Post(kReadyCheckDeclineUri, this, &Plugin::PostReadyCheckDecline);
+}
 
 bool MatchmakingPlugin::OnStart() {
     // No search exists yet, so the entry of Available has nothing to cancel.
     stateMachine.Start();
+    ConnectNeighbours();
     return true;
 }
 
@@ -33,26 +52,5 @@ bool MatchmakingPlugin::FireEvent(const std::string& event) {
 void MatchmakingPlugin::DispatchTimerTick() {
     stateMachine.Dispatch(Events::TimerTick);
 }
-
-void MatchmakingPlugin::NotifyEnteredQueue() {
-    abandonedLowPriorityQueue = false;
-}
-
-// The search, the ready check, the penalties and the neighbours are not wired in yet: these
-// actions hold their places in the table and do nothing so far.
-void MatchmakingPlugin::NotifyExitedQueue() {}
-void MatchmakingPlugin::TickAvailable() {}
-void MatchmakingPlugin::TickSearching() {}
-void MatchmakingPlugin::TickReadyCheck() {}
-void MatchmakingPlugin::BeginReadyCheck() {}
-void MatchmakingPlugin::EndReadyCheck() {}
-void MatchmakingPlugin::OnEveryoneReady() {}
-void MatchmakingPlugin::OnReadyCheckDodged() {}
-void MatchmakingPlugin::OnGameDodged() {}
-void MatchmakingPlugin::ExitWaitingForGame() {}
-void MatchmakingPlugin::OnTerminatedInError() {}
-void MatchmakingPlugin::OnPenaltyExpired() {}
-void MatchmakingPlugin::AbandonSearch() {}
-void MatchmakingPlugin::CancelAndDestroySearch() {}
 
 }  // namespace Tavix::Client::Matchmaking

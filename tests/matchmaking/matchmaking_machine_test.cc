@@ -9,104 +9,104 @@
 #include <vector>
 
 #include "hsm/diagnostic_hook.h"
-#include "log/log_target.h"
 #include "matchmaking/matchmaking_machine.h"
-#include "matchmaking/matchmaking_plugin.h"
+#include "plugin_fixture.h"
 
 namespace Tavix::Client::Matchmaking {
 namespace {
 
-// Turns the machine's log lines and the per-action diagnostics into one readable trace:
-// "exit Searching", "action NotifyExitedQueue", "enter Available", and the fired event itself.
-class TraceTarget : public LogTarget {
-public:
-    explicit TraceTarget(std::vector<std::string>& trace) : trace_(trace) {}
-    bool Write(const LogMessage& message) override {
-        std::string text = message.text;
-        std::string state;
-        if (Match(text, "Matchmaking: entering state '", state)) {
-            trace_.push_back("enter " + state);
-        } else if (Match(text, "Matchmaking: exiting state '", state)) {
-            trace_.push_back("exit " + state);
-        } else {
-            trace_.push_back(text);
-        }
-        return true;
-    }
-
-private:
-    static bool Match(const std::string& text, const std::string& prefix, std::string& name) {
-        if (text.rfind(prefix, 0) != 0 || text.back() != '\'') {
-            return false;
-        }
-        name = text.substr(prefix.size(), text.size() - prefix.size() - 1);
-        return true;
-    }
-    std::vector<std::string>& trace_;
-};
-
+// The engine's per-action diagnostics join the plug-in's log lines in the host's recording, as
+// lines of no client, so that the order of exits, actions and entries reads as one trace.
 void CaptureDiagnostic(void* context, const char* format, std::va_list arguments) {
     char text[512];
     std::vsnprintf(text, sizeof text, format, arguments);
-    const std::string line = text;
-    const std::string marker = "': action '";
-    const auto at = line.find(marker);
-    auto& trace = *static_cast<std::vector<std::string>*>(context);
-    if (at != std::string::npos) {
-        trace.push_back("action " +
-                        line.substr(at + marker.size(), line.size() - at - marker.size() - 1));
-    } else {
-        trace.push_back(line);
-    }
+    static_cast<TestHost::Host*>(context)->Calls().Add(TestHost::RecordedLogLine{0, -1, text});
 }
 
-class MatchmakingMachineTest : public ::testing::Test {
+bool Match(const std::string& text, const std::string& prefix, std::string& name) {
+    if (text.rfind(prefix, 0) != 0 || text.back() != '\'') {
+        return false;
+    }
+    name = text.substr(prefix.size(), text.size() - prefix.size() - 1);
+    return true;
+}
+
+class MatchmakingMachineTest : public Testing::PluginTest {
 protected:
     void SetUp() override {
-        LogTargetConfig config;
-        config.level = LogLevel::Okay;
-        config.format = "#M";
-        Install(target, config);
-        Hsm::SetDiagnosticSink(&CaptureDiagnostic, &trace);
-        plugin.OnStart();
+        PluginTest::SetUp();
+        Start();
+        Hsm::SetDiagnosticSink(&CaptureDiagnostic, &host);
     }
     void TearDown() override {
-        plugin.OnStop();
         Hsm::SetDiagnosticSink(nullptr, nullptr);
-        target.Close();
+        PluginTest::TearDown();
+    }
+
+    // "enter Searching", "action NotifyExitedQueue", "exit Available", the events fired and the
+    // engine's other diagnostics, in order; the actions' own log lines are left out.
+    std::vector<std::string> Trace() const {
+        std::vector<std::string> trace;
+        const std::string actionMarker = "': action '";
+        for (const TestHost::RecordedLogLine& line : host.Calls().LogLines()) {
+            std::string name;
+            if (Match(line.text, "Matchmaking: entering state '", name)) {
+                trace.push_back("enter " + name);
+            } else if (Match(line.text, "Matchmaking: exiting state '", name)) {
+                trace.push_back("exit " + name);
+            } else if (line.text.rfind("MATCHMAKING_EVENT.", 0) == 0) {
+                trace.push_back(line.text);
+            } else if (line.level == -1) {
+                const auto at = line.text.find(actionMarker);
+                trace.push_back(at == std::string::npos
+                                    ? line.text
+                                    : "action " + line.text.substr(at + actionMarker.size(),
+                                                                   line.text.size() - at -
+                                                                       actionMarker.size() - 1));
+            }
+        }
+        return trace;
+    }
+
+    bool Fire(const std::string& event) {
+        return InModule([&] { return plugin->FireEvent(event); });
+    }
+
+    void Restart() {
+        InModule([&] {
+            plugin->OnStop();
+            plugin->OnStart();
+        });
     }
 
     // Brings the machine to `state` by the events that lead there in the product.
     void Reach(const std::string& state) {
         if (state == "Penalized") {
-            plugin.FireEvent(Events::LeaverPenaltyBegin);
+            Fire(Events::LeaverPenaltyBegin);
         } else if (state != "Available") {
-            plugin.FireEvent(Events::AttachedToQueue);
+            Fire(Events::AttachedToQueue);
             if (state != "Searching") {
-                plugin.FireEvent(Events::ReadyCheck);
+                Fire(Events::ReadyCheck);
             }
             if (state == "WaitingForGame") {
-                plugin.FireEvent(Events::WaitingForGame);
+                Fire(Events::WaitingForGame);
             }
         }
-        ASSERT_STREQ(plugin.GetStateMachine().GetCurrentState()->name, state.c_str());
-        trace.clear();
+        ASSERT_EQ(State(), state);
+        host.Calls().Clear();
     }
-
-    std::vector<std::string> trace;
-    TraceTarget target{trace};
-    MatchmakingPlugin plugin;
 };
 
 TEST_F(MatchmakingMachineTest, StartEntersRootThenAvailableAndStopExitsBoth) {
-    EXPECT_EQ(trace, (std::vector<std::string>{"enter Matchmaking", "enter Available",
-                                               "action CancelAndDestroySearch"}));
-    trace.clear();
-    plugin.OnStop();
-    EXPECT_EQ(trace, (std::vector<std::string>{"exit Available", "exit Matchmaking"}));
-    EXPECT_EQ(plugin.GetStateMachine().GetCurrentState(), nullptr);
-    EXPECT_FALSE(plugin.FireEvent(Events::AttachedToQueue));
-    plugin.OnStart();  // TearDown stops it again
+    InModule([&] { plugin->OnStop(); });
+    EXPECT_EQ(Trace(), (std::vector<std::string>{"exit Available", "exit Matchmaking"}));
+    EXPECT_EQ(State(), "<stopped>");
+    EXPECT_FALSE(Fire(Events::AttachedToQueue));
+
+    host.Calls().Clear();
+    InModule([&] { plugin->OnStart(); });
+    EXPECT_EQ(Trace(), (std::vector<std::string>{"enter Matchmaking", "enter Available",
+                                                 "action CancelAndDestroySearch"}));
 }
 
 struct Cell {
@@ -262,11 +262,11 @@ TEST_F(MatchmakingMachineTest, EveryEventInEveryRestingState) {
     ASSERT_EQ(matrix.size(), 5u * 14u);
     for (const Cell& cell : matrix) {
         SCOPED_TRACE(std::string(cell.state) + " + " + *cell.event);
-        plugin.OnStop();
-        plugin.OnStart();
+        Restart();
         Reach(cell.state);
 
-        const bool handled = plugin.FireEvent(*cell.event);
+        const bool handled = Fire(*cell.event);
+        std::vector<std::string> trace = Trace();
 
         EXPECT_EQ(handled, cell.handled);
         // FireEvent logs the event first; the timer's tick is fired the same way here.
@@ -282,7 +282,7 @@ TEST_F(MatchmakingMachineTest, EveryEventInEveryRestingState) {
         } else {
             EXPECT_EQ(trace, cell.steps);
         }
-        EXPECT_STREQ(plugin.GetStateMachine().GetCurrentState()->name, cell.restsIn);
+        EXPECT_EQ(State(), cell.restsIn);
     }
 }
 
