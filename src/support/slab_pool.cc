@@ -1,6 +1,8 @@
 #include "support/slab_pool.h"
 
+#include <atomic>
 #include <cstdlib>
+#include <mutex>
 #include <vector>
 
 #include "platform/virtual_memory.h"
@@ -15,11 +17,40 @@ static_assert(Platform::kRegionSize == kSlabRegionSize);
 // The tables start small: most processes hold a region or two.
 constexpr std::size_t kInitialBuckets = 8;
 
+// The pool of the process, made at first use.
+std::atomic<SlabPool*> gPool{nullptr};
+constinit std::mutex gPoolCreation;
+
+// A library that is unloaded, or a process that ends, gives its regions back to the system, and
+// the pool goes with them: otherwise every unload of the plug-in would leave the pool and up to
+// the retained regions behind. Only a pool with no page in use goes: a static object destroyed
+// after this one may still hold pages and release them, so the pool stays for it.
+struct PoolAtUnload {
+    ~PoolAtUnload() {
+        SlabPool* const pool = gPool.load(std::memory_order_acquire);
+        if (pool == nullptr || pool->GetStatistics().pagesInUse != 0) {
+            return;
+        }
+        gPool.store(nullptr, std::memory_order_release);
+        delete pool;
+        Platform::ReleaseRetainedRegions();
+    }
+} poolAtUnload;
+
 }  // namespace
 
 SlabPool& SlabPool::Instance() {
-    // Never destroyed: contexts may release pages during static destruction.
-    static SlabPool* const pool = new SlabPool();
+    SlabPool* pool = gPool.load(std::memory_order_acquire);
+    if (pool == nullptr) {
+        // Made again only by a static destructor that runs after the pool went; that late pool
+        // lives on to the end.
+        std::lock_guard<std::mutex> guard(gPoolCreation);
+        pool = gPool.load(std::memory_order_relaxed);
+        if (pool == nullptr) {
+            pool = new SlabPool();
+            gPool.store(pool, std::memory_order_release);
+        }
+    }
     return *pool;
 }
 

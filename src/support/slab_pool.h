@@ -36,7 +36,8 @@ public:
         std::uint64_t regionsReturned = 0;
     };
 
-    // The pool of the process: made at first use, never destroyed.
+    // The pool of the process: made at first use, and kept until the library is unloaded (or the
+    // process ends) with no page in use.
     static SlabPool& Instance();
 
     // Memory mappings of the operating system.
