@@ -447,6 +447,10 @@ SimulatedPlatform::Refusal SimulatedPlatform::DropConnection() {
     Say("login", "the connection to the platform drops");
     hood_.login.SetConnected(false);
     if (stage_ == PartyStage::Queued) {
+        owedQuitNotice_ =
+            entry_->squadForge ? OwedNotice::SquadForgeCanceled : OwedNotice::PlayerQuit;
+        owedQueueId_ = entry_->queueId;
+        owedLobbyId_ = entry_->lobbyId;
         LeaveQueue("the platform takes the disconnected party out of its queue");
     }
     return std::nullopt;
@@ -459,6 +463,18 @@ SimulatedPlatform::Refusal SimulatedPlatform::Reconnect() {
     connected_ = true;
     Say("login", "the connection to the platform is back");
     hood_.login.SetConnected(true);
+    // What the platform kept for the client while it was away: that its party left the queue.
+    const OwedNotice owed = std::exchange(owedQuitNotice_, OwedNotice::None);
+    if (owed == OwedNotice::PlayerQuit) {
+        Say("platform", "tells the returning client that its party quit the queue");
+        hood_.platform.PushGameNotification("PLAYER_QUIT");
+    } else if (owed == OwedNotice::SquadForgeCanceled) {
+        SearchRecord canceled;
+        canceled.queueId = owedQueueId_;
+        canceled.lobbyId = owedLobbyId_;
+        canceled.searchState = "Canceled";
+        ShowLobbyFeature(canceled, "the party's search was canceled while the player was away");
+    }
     return std::nullopt;
 }
 

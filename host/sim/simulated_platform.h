@@ -187,6 +187,11 @@ private:
     // Bumped at every change of the party's stage: work posted for an older stage is stale.
     std::uint64_t round_ = 0;
     std::uint64_t leaderRetries_ = 0;
+    // The news of a queue left while the player was offline, told when the connection returns.
+    enum class OwedNotice { None, PlayerQuit, SquadForgeCanceled };
+    OwedNotice owedQuitNotice_ = OwedNotice::None;
+    std::int32_t owedQueueId_ = 0;
+    std::string owedLobbyId_;
 };
 
 }  // namespace Tavix::TestHost
