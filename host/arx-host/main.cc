@@ -7,6 +7,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <filesystem>
 #include <string>
 
 #include "core/host.h"
@@ -36,12 +37,12 @@ constexpr const char* kUsage =
     "       arx-host [--library PATH] --describe\n"
     "  With no mode, one whole search on the simulated platform, told as a timeline: log in,\n"
     "  join a lobby, search, wait in the queue, accept the ready check, reach the game.\n"
-    "  --library PATH        the plug-in library to load"
+    "  --library PATH        the plug-in library to load (default: the one installed beside\n"
+    "                        arx-host"
 #ifdef ARX_DEFAULT_PLUGIN_PATH
-    " (default: " ARX_DEFAULT_PLUGIN_PATH
-    ")"
+    ", else " ARX_DEFAULT_PLUGIN_PATH
 #endif
-    "\n"
+    ")\n"
     "  --core-version X.Y.Z  the core's plug-in API version given to the plug-in (default "
     "18.0.0)\n"
     "  --seconds N           run for N seconds in all (default: until the game starts; with\n"
@@ -87,11 +88,29 @@ bool ReadNumber(const std::string& value, double low, double high, double& numbe
     return true;
 }
 
+// An installed arx-host loads the plug-in installed beside it; one in the build tree loads the
+// one built with it.
+std::string DefaultLibrary() {
+#ifdef ARX_INSTALLED_PLUGIN_PATH
+    std::error_code error;
+    const std::filesystem::path self = std::filesystem::read_symlink("/proc/self/exe", error);
+    if (!error) {
+        const std::filesystem::path installed = self.parent_path() / ARX_INSTALLED_PLUGIN_PATH;
+        if (std::filesystem::exists(installed, error)) {
+            return installed.lexically_normal().string();
+        }
+    }
+#endif
+#ifdef ARX_DEFAULT_PLUGIN_PATH
+    return ARX_DEFAULT_PLUGIN_PATH;
+#else
+    return "";
+#endif
+}
+
 // Returns false after printing what is wrong.
 bool ParseOptions(int argc, char** argv, Options& options) {
-#ifdef ARX_DEFAULT_PLUGIN_PATH
-    options.library = ARX_DEFAULT_PLUGIN_PATH;
-#endif
+    options.library = DefaultLibrary();
     for (int i = 1; i < argc; ++i) {
         const std::string option = argv[i];
         if (option == "--help" || option == "-h") {
