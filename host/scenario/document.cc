@@ -100,7 +100,7 @@ private:
         if (parent.node.kind == Node::Kind::Sequence) {
             parent.node.items.push_back(std::move(node));
         } else {
-            parent.node.fields.emplace_back(std::move(*parent.key), std::move(node));
+            parent.node.fields.push_back(NodeField{std::move(*parent.key), std::move(node)});
             parent.key.reset();
         }
         return true;
@@ -250,8 +250,11 @@ Document ReadYamlDocument(std::string_view text) {
 
 Document ReadJsonDocument(std::string_view text) {
     TreeBuilder tree;
-    // The text need not end in a NUL: the reader gets a copy that does.
-    const std::string copy(text);
+    // The text need not end in a NUL: the reader gets a copy that does. The reader's check of a
+    // multi-byte sequence takes its continuation bytes without looking for the end, so a sequence
+    // cut short by the end of the text would be read past it: three more NULs stop it there.
+    std::string copy(text);
+    copy.append(3, '\0');
     rapidjson::StringStream stream(copy.c_str());
     LineCounter lines(copy);
     JsonHandler handler(tree, stream, lines);
@@ -264,7 +267,7 @@ Document ReadJsonDocument(std::string_view text) {
         tree.Fail(errorLines.At(result.Offset()),
                   std::string("not JSON: ") + rapidjson::GetParseError_En(result.Code()));
     }
-    return tree.Finish(lines.At(copy.size()));
+    return tree.Finish(lines.At(text.size()));
 }
 
 }  // namespace Tavix::TestHost

@@ -6,10 +6,12 @@
 #include <optional>
 #include <string>
 #include <string_view>
-#include <utility>
 #include <vector>
 
 namespace Tavix::TestHost {
+
+// A key of a mapping and its value; complete only after Node, which holds a list of them.
+struct NodeField;
 
 struct Node {
     enum class Kind { Null, Scalar, Sequence, Mapping };
@@ -22,9 +24,14 @@ struct Node {
     int line = 0;
     std::vector<Node> items;
     // In the order of the file; a key appears once.
-    std::vector<std::pair<std::string, Node>> fields;
+    std::vector<NodeField> fields;
 
     const Node* Find(std::string_view key) const;
+};
+
+struct NodeField {
+    std::string key;
+    Node value;
 };
 
 struct Document {

@@ -4,6 +4,7 @@
 #include <charconv>
 #include <cmath>
 #include <cstdint>
+#include <cstdio>
 #include <cstdlib>
 #include <fstream>
 #include <functional>
@@ -196,15 +197,16 @@ public:
                  what + " must be a mapping of " + Names(readers) + ", not " + Quoted(mapping));
             return;
         }
-        for (const auto& [key, value] : mapping.fields) {
-            const auto reader = std::find_if(readers.begin(), readers.end(),
-                                             [&](const auto& entry) { return entry.first == key; });
+        for (const NodeField& field : mapping.fields) {
+            const auto reader =
+                std::find_if(readers.begin(), readers.end(),
+                             [&](const auto& entry) { return entry.first == field.key; });
             if (reader == readers.end()) {
-                Fail(value,
-                     "unknown key \"" + key + "\" (" + what + " takes " + Names(readers) + ")");
+                Fail(field.value, "unknown key \"" + field.key + "\" (" + what + " takes " +
+                                      Names(readers) + ")");
                 return;
             }
-            reader->second(value);
+            reader->second(field.value);
             if (Failed()) {
                 return;
             }
@@ -551,8 +553,8 @@ std::variant<Step, std::string> ReadStep(const Node& item, int number, const std
     if (item.kind == Node::Kind::Scalar) {
         name = item.text;
     } else if (item.kind == Node::Kind::Mapping && !item.fields.empty()) {
-        name = item.fields.front().first;
-        argument = &item.fields.front().second;
+        name = item.fields.front().key;
+        argument = &item.fields.front().value;
     } else {
         return Where(file, item.line) + "step " + std::to_string(number) +
                ": a step is an action's name, or a mapping that begins with an action and its "
@@ -574,8 +576,8 @@ std::variant<Step, std::string> ReadStep(const Node& item, int number, const std
         if (auto* call = std::get_if<Steps::Call>(&*read)) {
             ReadCallOptions(reader, item, *call);
         } else if (item.kind == Node::Kind::Mapping && item.fields.size() > 1) {
-            reader.Fail(item.fields[1].second, "unknown key \"" + item.fields[1].first +
-                                                   "\" beside the action (only call takes more)");
+            reader.Fail(item.fields[1].value, "unknown key \"" + item.fields[1].key +
+                                                  "\" beside the action (only call takes more)");
         }
     }
     if (reader.Failed() || !read) {
@@ -596,6 +598,23 @@ bool Step::IsExpectation() const {
     return std::holds_alternative<Steps::ExpectState>(action) ||
            std::holds_alternative<Steps::ExpectPublished>(action) ||
            std::holds_alternative<Steps::ExpectRequest>(action);
+}
+
+std::string OneLine(std::string_view text) {
+    std::string line;
+    line.reserve(text.size());
+    for (const char c : text) {
+        if (c == '\n') {
+            line += "\\n";
+        } else if (static_cast<unsigned char>(c) < 0x20 || c == 0x7f) {
+            char escaped[8];
+            std::snprintf(escaped, sizeof escaped, "\\x%02x", static_cast<unsigned char>(c));
+            line += escaped;
+        } else {
+            line += c;
+        }
+    }
+    return line;
 }
 
 ScenarioRead ReadScenario(std::string_view text, const std::string& fileName) {
@@ -625,7 +644,9 @@ ScenarioRead ReadScenario(std::string_view text, const std::string& fileName) {
     for (const Node& item : root.items) {
         auto step = ReadStep(item, ++number, fileName);
         if (auto* error = std::get_if<std::string>(&step)) {
-            read.error = std::move(*error);
+            // The file's own texts stand in the message: a key or an action with a line break in
+            // it must not break the one line.
+            read.error = OneLine(*error);
             return read;
         }
         scenario.steps.push_back(std::move(std::get<Step>(step)));

@@ -151,6 +151,10 @@ struct ScenarioRead {
     std::string error;
 };
 
+// `text` with its control characters written as escapes ("\n", "\x09"), so that a message
+// quoting a file's texts stays one line.
+std::string OneLine(std::string_view text);
+
 // The text of a scenario file: JSON when `fileName` ends in ".json", YAML for ".yaml" and ".yml".
 ScenarioRead ReadScenario(std::string_view text, const std::string& fileName);
 ScenarioRead ReadScenarioFile(const std::string& path);

@@ -53,8 +53,9 @@ public:
                 std::visit([&](const auto& action) { return Do(action); }, step.action);
             outcome.stepsRun = step.number;
             if (!problem.empty()) {
-                outcome.failure = scenario_.file + ":" + std::to_string(step.line) + ": step " +
-                                  std::to_string(step.number) + " (" + step.name + "): " + problem;
+                outcome.failure =
+                    OneLine(scenario_.file + ":" + std::to_string(step.line) + ": step " +
+                            std::to_string(step.number) + " (" + step.name + "): " + problem);
                 return outcome;
             }
         }

@@ -5,6 +5,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <cstdio>
 #include <string>
 #include <vector>
 
@@ -245,6 +246,44 @@ TEST(ArxHostWalk, EndsAtTheTimeGivenAndRefusesBadChoices) {
         EXPECT_EQ(child.Finish(), test.exitCode) << child.Output();
         EXPECT_THAT(child.Output(), HasSubstr(test.message));
     }
+}
+
+// A file of the test's own in the temporary folder.
+std::string WriteFile(const std::string& name, const std::string& text) {
+    const std::string path = ::testing::TempDir() + name;
+    std::FILE* file = std::fopen(path.c_str(), "w");
+    EXPECT_NE(file, nullptr) << path;
+    if (file != nullptr) {
+        std::fputs(text.c_str(), file);
+        std::fclose(file);
+    }
+    return path;
+}
+
+TEST(ArxHostScenario, StopsAtTheFirstStepThatDoesNotHoldAndNamesIt) {
+    const std::string path = WriteFile("arx_host_unmet.yaml",
+                                       "- join-lobby: {queue: 420}\n"
+                                       "- call: POST /arx-matchmaking/v1/search\n"
+                                       "- expect-state: ReadyCheck\n"
+                                       "- advance: 100\n");
+    Child child({"--library", PLUGIN_PATH, "--scenario", path});
+    ASSERT_TRUE(child.Started());
+    EXPECT_EQ(child.Finish(), 1) << child.Output();
+    EXPECT_THAT(child.Output(),
+                AllOf(HasSubstr("arx-host: the timeline's last lines:\n"),
+                      HasSubstr("arx-host: " + path +
+                                ":3: step 3 (expect-state): expected the machine in ReadyCheck, "
+                                "it is in Searching\n"),
+                      Not(HasSubstr("step 4: advance"))));
+}
+
+TEST(ArxHostScenario, RefusesABadFileWithOneLineBeforeLoadingThePlugIn) {
+    const std::string path = WriteFile("arx_host_bad.json", "[{\"advance\": \"soon\"}]");
+    Child child({"--library", PLUGIN_PATH, "--scenario", path});
+    ASSERT_TRUE(child.Started());
+    EXPECT_EQ(child.Finish(), 2) << child.Output();
+    EXPECT_EQ(child.Output(), "arx-host: " + path +
+                                  ":1: step 1 (advance): advance must be a number, not \"soon\"\n");
 }
 #endif
 

@@ -75,6 +75,8 @@ TEST(ScenarioRead, NamesTheFileTheLineAndTheStepOfWhatIsWrong) {
     const Case cases[] = {
         {"a.yaml", "- join-lobby: {queue: 420}\n- fly-away\n",
          "a.yaml:2: step 2: unknown action \"fly-away\" (the actions: "},
+        {"a.yaml", "- \"fly\\naway\\t\"\n",
+         "a.yaml:1: step 1: unknown action \"fly\\naway\\x09\" ("},
         {"a.yaml", "- join-lobby: {queue: 420}\n- pop-match: 3\n",
          "a.yaml:2: step 2 (pop-match): takes no argument, not \"3\""},
         {"a.yaml", "- join-lobby: {queue: 420, colour: red}\n",
