@@ -121,10 +121,16 @@ bool ParseOptions(int argc, char** argv, Options& options) {
             options.mode = option == "--describe" ? Mode::Describe : Mode::Idle;
             continue;
         }
-        if (option == "--timeline" || option == "--show-log" || option == "--virtual-clock") {
-            (option == "--timeline"   ? options.timeline
-             : option == "--show-log" ? options.showLog
-                                      : options.virtualClock) = true;
+        if (option == "--timeline") {
+            options.timeline = true;
+            continue;
+        }
+        if (option == "--show-log") {
+            options.showLog = true;
+            continue;
+        }
+        if (option == "--virtual-clock") {
+            options.virtualClock = true;
             continue;
         }
         if (i + 1 >= argc) {
