@@ -63,6 +63,8 @@ private:
     static void GetMemoryCountersEntry(void* module, MemoryCounters* counters);
 
     bool Attach(HostInterface* hostInterface);
+    // The host's table; a fatal report when the module is not attached.
+    HostOperations* Operations() const;
     void InstallPluginLogTarget();
 
     PluginApiVersion coreApiVersion;
