@@ -8,8 +8,8 @@
 #include <string>
 #include <vector>
 
+#include "arx/host_boundary.h"
 #include "frame/app_client.h"
-#include "frame/host_boundary.h"
 #include "frame/plugin_identity.h"
 #include "routing/dispatcher.h"
 #include "routing/route_declarer.h"
