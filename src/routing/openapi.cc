@@ -8,9 +8,9 @@
 #include <string>
 #include <utility>
 
+#include "arx/host_boundary.h"
 #include "binding/binding_kind.h"
 #include "binding/descriptors.h"
-#include "frame/host_boundary.h"
 #include "routing/dispatcher.h"
 #include "routing/internal/template_reader.h"
 #include "routing/route_entry.h"

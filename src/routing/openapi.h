@@ -32,8 +32,8 @@
 #include <string_view>
 #include <vector>
 
+#include "arx/host_boundary.h"
 #include "binding/value.h"
-#include "frame/host_boundary.h"
 
 namespace Tavix::Client {
 
