@@ -11,6 +11,7 @@
 
 #include "core/host.h"
 #include "core/module.h"
+#include "core/self_description.h"
 
 namespace {
 
@@ -119,26 +120,15 @@ void PrintCounters(const Tavix::Client::MemoryCounters& counters) {
     std::printf("  frees                  %llu\n", static_cast<unsigned long long>(counters.frees));
 }
 
-// The host only relays: the plug-in builds the document from its own registry and routes, and
-// its function "OpenApi" answers it as a value, which is written out as JSON.
+// The host only relays: the plug-in builds the document from its own registry and routes.
 int PrintOpenApi(Tavix::TestHost::Module& module) {
-    const Tavix::Client::HostFunctionRecord* record = Tavix::TestHost::FindFunctionRecordNamed(
-        *module.Block().apiDescription, Tavix::Client::kOpenApiFunction);
-    if (record == nullptr) {
-        std::fputs("arx-host: the plug-in has no function \"OpenApi\"\n", stderr);
-        return 1;
-    }
-    Tavix::TestHost::ApiCall call;
-    call.method = Tavix::Client::kMethodGet;
-    call.url = record->url != nullptr ? record->url : "";
-    call.clientId = module.ClientId();
-    const Tavix::TestHost::ApiAnswer answer = module.CallRecord(*record, call);
-    if (answer.error) {
+    const Tavix::TestHost::OpenApiFetch fetch = Tavix::TestHost::FetchOpenApiDocument(module);
+    if (!fetch.Ok()) {
         std::fprintf(stderr, "arx-host: the plug-in did not give its OpenAPI document: %s (%u)\n",
-                     answer.error->c_str(), answer.status);
+                     fetch.error.c_str(), fetch.status);
         return 1;
     }
-    std::printf("%s\n", answer.value.ToJson().c_str());
+    std::printf("%s\n", fetch.json.c_str());
     return 0;
 }
 
