@@ -12,6 +12,7 @@
 #include "binding/binding_kind.h"
 #include "binding/descriptors.h"
 #include "routing/dispatcher.h"
+#include "routing/internal/argument_binder.h"
 #include "routing/internal/template_reader.h"
 #include "routing/route_entry.h"
 
@@ -112,16 +113,6 @@ std::string ComponentKey(std::string_view name) {
         key.push_back(allowed ? c : '_');
     }
     return key.empty() ? "_" : key;
-}
-
-std::string LowerCase(std::string_view text) {
-    std::string lower(text);
-    for (char& c : lower) {
-        if (c >= 'A' && c <= 'Z') {
-            c = static_cast<char>(c - 'A' + 'a');
-        }
-    }
-    return lower;
 }
 
 const char* OpenApiMethod(std::uint32_t method) {
@@ -541,8 +532,8 @@ private:
                 continue;
             }
             if (in != nullptr) {
-                BindingValue* added =
-                    parameter(std::string(in) == "header" ? LowerCase(name) : name, in);
+                BindingValue* added = parameter(
+                    std::string(in) == "header" ? Internal::HeaderNameOf(name) : name, in);
                 if (added != nullptr) {
                     added->Field("required").SetBool(ArgumentRequired(argument));
                     SetDescription(*added, argument.description);
