@@ -16,8 +16,9 @@
 //               location the template lacks, a second body) are listed in "x-hostParameters".
 //               Responses: "200" with the result's schema, and each status the route declares it
 //               fails with (RouteBuilder::Fails), its texts as the description.
-//   components  every registered record (an object schema, properties in field order as the
-//               registry gives them, `Required` fields required, optional ones nullable) and
+//   components  every registered record (an object schema, one property per field, which like
+//               every structure's fields come out in name order, `Required` fields required,
+//               optional ones nullable) and
 //               every enum (a string schema of the enumerator names in number order, with the
 //               numbers in "x-enumerators"), under its name with every byte outside
 //               [A-Za-z0-9._-] made "_" (and "_2", "_3", ... against a clash).
