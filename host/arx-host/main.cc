@@ -1,7 +1,8 @@
 // arx-host: loads the plug-in library into a host that plays the platform, and by default walks
 // one whole search on the real clock, printing its timeline. --scenario plays a scenario file on
 // the virtual clock instead; --idle only attaches the plug-in and runs the host's turns until the
-// time given or SIGINT/SIGTERM; --describe prints the plug-in's REST functions and stops.
+// time given or SIGINT/SIGTERM; --describe prints the plug-in's REST functions and --openapi its
+// OpenAPI document, and stop without attaching it.
 
 #include <csignal>
 #include <cstdio>
@@ -12,6 +13,7 @@
 
 #include "core/host.h"
 #include "core/module.h"
+#include "core/self_description.h"
 #include "scenario/scenario_job.h"
 #include "sim/main_job.h"
 #include "sim/plugin_session.h"
@@ -34,7 +36,7 @@ constexpr const char* kUsage =
     "                [--virtual-clock] [--show-log]\n"
     "       arx-host [--library PATH] --scenario FILE [--timeline]\n"
     "       arx-host [--library PATH] --idle [--seconds N]\n"
-    "       arx-host [--library PATH] --describe\n"
+    "       arx-host [--library PATH] --describe | --openapi\n"
     "  With no mode, one whole search on the simulated platform, told as a timeline: log in,\n"
     "  join a lobby, search, wait in the queue, accept the ready check, reach the game.\n"
     "  --library PATH        the plug-in library to load (default: the one installed beside\n"
@@ -60,9 +62,11 @@ constexpr const char* kUsage =
     "  --timeline            with --scenario, print the whole timeline\n"
     "  --idle                only attach the plug-in and run the host's turns\n"
     "  --describe            print the plug-in's REST functions, one a line (method, URL,\n"
-    "                        name, arguments with where each comes from), and stop\n";
+    "                        name, arguments with where each comes from), and stop\n"
+    "  --openapi             print the plug-in's OpenAPI document as JSON, as its function\n"
+    "                        \"OpenApi\" answers it, and stop\n";
 
-enum class Mode { Walk, Scenario, Idle, Describe };
+enum class Mode { Walk, Scenario, Idle, Describe, OpenApi };
 
 struct Options {
     Mode mode = Mode::Walk;
@@ -131,6 +135,10 @@ bool ParseOptions(int argc, char** argv, Options& options) {
         }
         if (option == "--virtual-clock") {
             options.virtualClock = true;
+            continue;
+        }
+        if (option == "--openapi") {
+            options.mode = Mode::OpenApi;
             continue;
         }
         if (i + 1 >= argc) {
@@ -203,6 +211,19 @@ int RunIdle(const Options& options) {
     return 0;
 }
 
+// The host only relays: the plug-in builds the document from its own registry and routes.
+int PrintOpenApi(Tavix::TestHost::Module& module) {
+    const Tavix::TestHost::OpenApiFetch fetch = Tavix::TestHost::FetchOpenApiDocument(module);
+    if (!fetch.Ok()) {
+        std::fprintf(stderr, "arx-host: the plug-in did not give its OpenAPI document: %s (%u)\n",
+                     fetch.error.c_str(), fetch.status);
+        return 1;
+    }
+    std::printf("%s\n", fetch.json.c_str());
+    return 0;
+}
+
+// --describe and --openapi: what the plug-in says of itself, without attaching it.
 int Describe(const Options& options) {
     Host host(ClockMode::Real);
     auto loaded = Tavix::TestHost::OpenModule(host, options.library, options.core);
@@ -210,12 +231,17 @@ int Describe(const Options& options) {
         std::fprintf(stderr, "arx-host: %s\n", loaded.error.c_str());
         return 1;
     }
-    for (const Tavix::TestHost::FunctionInfo& function : loaded.module->Functions()) {
-        std::printf("%s\n", Tavix::TestHost::DescribeLine(function).c_str());
+    int status = 0;
+    if (options.mode == Mode::OpenApi) {
+        status = PrintOpenApi(*loaded.module);
+    } else {
+        for (const Tavix::TestHost::FunctionInfo& function : loaded.module->Functions()) {
+            std::printf("%s\n", Tavix::TestHost::DescribeLine(function).c_str());
+        }
     }
     std::fflush(stdout);
     loaded.module->Shutdown();
-    return 0;
+    return status;
 }
 
 }  // namespace
@@ -237,6 +263,7 @@ int main(int argc, char** argv) {
 
     switch (options.mode) {
         case Mode::Describe:
+        case Mode::OpenApi:
             return Describe(options);
         case Mode::Idle:
             return RunIdle(options);

@@ -131,15 +131,11 @@ void MatchmakingPlugin::TickAvailable() {
     if (search == nullptr) {
         return;
     }
-    const std::int64_t elapsed =
-        WholeSecondsSince(search->searchStartTime, Platform::MonotonicNanoseconds());
-    if (elapsed <= search->lastTickSeconds) {
+    const std::int64_t seconds = CountNewSeconds(*search, Platform::MonotonicNanoseconds());
+    if (seconds == 0) {
         return;
     }
-    const double delta = static_cast<double>(elapsed - search->lastTickSeconds);
-    search->lastTickSeconds = elapsed;
-
-    const PenaltyCountdown countdown = CountDownPenalties(*search, delta);
+    const PenaltyCountdown countdown = CountDownPenalties(*search, static_cast<double>(seconds));
     for (const Api::MatchmakingSearchErrorResource& ended : countdown.endedErrors) {
         const std::string uri = Format("%1/%2", kSearchErrorsUri, ended.id);
         PublishResource(PluginResourceEventType::Update, uri, ended);

@@ -12,6 +12,16 @@ std::int64_t WholeSecondsSince(std::int64_t start, std::int64_t now) {
     return (now - start) / kNanosecondsPerSecond;
 }
 
+std::int64_t CountNewSeconds(Api::MatchmakingSearchResource& search, std::int64_t now) {
+    const std::int64_t elapsed = WholeSecondsSince(search.searchStartTime, now);
+    if (elapsed <= search.lastTickSeconds) {
+        return 0;
+    }
+    const std::int64_t counted = elapsed - search.lastTickSeconds;
+    search.lastTickSeconds = elapsed;
+    return counted;
+}
+
 float QueueTimeKept(const Api::MatchmakingSearchResource* current,
                     const Api::MatchmakingSearchResource& record) {
     using Api::MatchmakingSearchState;

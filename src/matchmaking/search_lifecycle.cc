@@ -167,14 +167,12 @@ void MatchmakingPlugin::TickSearching() {
     if (search == nullptr) {
         return;
     }
-    const std::int64_t elapsed =
-        WholeSecondsSince(search->searchStartTime, Platform::MonotonicNanoseconds());
     // Nine ticks in ten end here: the search moves and is published once a second.
-    if (elapsed <= search->lastTickSeconds) {
+    const std::int64_t seconds = CountNewSeconds(*search, Platform::MonotonicNanoseconds());
+    if (seconds == 0) {
         return;
     }
-    search->timeInQueue += static_cast<float>(elapsed - search->lastTickSeconds);
-    search->lastTickSeconds = elapsed;
+    search->timeInQueue += static_cast<float>(seconds);
     PublishResource(PluginResourceEventType::Update, kSearchUri, *search);
 }
 

@@ -74,6 +74,16 @@ TEST(QueueTimeTest, WholeSecondsAreTruncated) {
     EXPECT_EQ(WholeSecondsSince(500'000'000, 3'400'000'000), 2);
 }
 
+TEST(QueueTimeTest, NewSecondsAreCountedOnce) {
+    Api::MatchmakingSearchResource search;
+    search.searchStartTime = 1'000'000'000;
+    EXPECT_EQ(CountNewSeconds(search, 1'900'000'000), 0);
+    EXPECT_EQ(CountNewSeconds(search, 3'500'000'000), 2);
+    EXPECT_EQ(search.lastTickSeconds, 2);
+    EXPECT_EQ(CountNewSeconds(search, 3'900'000'000), 0);
+    EXPECT_EQ(CountNewSeconds(search, 4'000'000'000), 1);
+}
+
 TEST(QueueTimeTest, TheTimeKeptAtAdoption) {
     using State = Api::MatchmakingSearchState;
     Api::MatchmakingSearchResource current;
