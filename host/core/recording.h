@@ -3,6 +3,7 @@
 // the time of the call, so that a module may free or reuse its records right after.
 
 #include <cstdint>
+#include <functional>
 #include <optional>
 #include <string>
 #include <utility>
@@ -80,8 +81,19 @@ using RecordedCall =
 // All the calls in the order they were made.
 class Recording {
 public:
-    void Add(RecordedCall call) { calls_.push_back(std::move(call)); }
+    using Listener = std::function<void(const RecordedCall& call)>;
+
+    void Add(RecordedCall call) {
+        if (listener_) {
+            listener_(call);
+        }
+        calls_.push_back(std::move(call));
+    }
     void Clear() { calls_.clear(); }
+
+    // Hears each call as it is made, before the host acts on it, so that a request is heard before
+    // the neighbour's answer to it. One listener at a time; an empty one stops listening.
+    void Listen(Listener listener) { listener_ = std::move(listener); }
 
     const std::vector<RecordedCall>& Calls() const { return calls_; }
 
@@ -106,6 +118,7 @@ public:
 
 private:
     std::vector<RecordedCall> calls_;
+    Listener listener_;
 };
 
 }  // namespace Tavix::TestHost
