@@ -3,6 +3,7 @@
 // the time of the call, so that a module may free or reuse its records right after.
 
 #include <cstdint>
+#include <functional>
 #include <optional>
 #include <string>
 #include <utility>
@@ -80,7 +81,18 @@ using RecordedCall =
 // All the calls in the order they were made.
 class Recording {
 public:
-    void Add(RecordedCall call) { calls_.push_back(std::move(call)); }
+    // Sees each call as it is added, on the host's thread: for hosts that follow a module live
+    // (the HTTP front's event stream) rather than read the calls back afterwards.
+    using Observer = std::function<void(const RecordedCall& call)>;
+
+    void Add(RecordedCall call) {
+        for (const Observer& observer : observers_) {
+            observer(call);
+        }
+        calls_.push_back(std::move(call));
+    }
+    // Observers stay for the recording's life; Clear does not drop them.
+    void Observe(Observer observer) { observers_.push_back(std::move(observer)); }
     void Clear() { calls_.clear(); }
 
     const std::vector<RecordedCall>& Calls() const { return calls_; }
@@ -105,6 +117,7 @@ public:
     std::vector<RecordedLogLine> LogLines() const { return Of<RecordedLogLine>(); }
 
 private:
+    std::vector<Observer> observers_;
     std::vector<RecordedCall> calls_;
 };
 
