@@ -1,0 +1,334 @@
+#pragma once
+// The matchmaking plug-in behind the HTTP front, as arx-host serves it: the plug-in in the test
+// host among its scripted neighbours, on the virtual clock, with the host's turns running on a
+// thread of their own and the front on a free loopback port. A test talks to it over real HTTP,
+// and does what the platform would through OnHost, which runs on the host's thread.
+
+#include <arpa/inet.h>
+#include <gtest/gtest.h>
+#include <httplib.h>
+#include <netinet/in.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+#include <chrono>
+#include <condition_variable>
+#include <memory>
+#include <mutex>
+#include <string>
+#include <thread>
+#include <utility>
+#include <vector>
+
+#include "core/host.h"
+#include "core/module.h"
+#include "frame/plugin_export.h"
+#include "http/http_front.h"
+#include "http/turn_loop.h"
+#include "matchmaking/matchmaking_plugin.h"
+#include "neighbours/neighbours.h"
+#include "neighbours/reply.h"
+#include "platform/clock.h"
+
+namespace Tavix::TestHost::Http {
+
+inline constexpr const char* kSearch = "/arx-matchmaking/v1/search";
+inline constexpr const char* kReadyCheck = "/arx-matchmaking/v1/ready-check";
+inline constexpr const char* kAccept = "/arx-matchmaking/v1/ready-check/accept";
+inline constexpr const char* kDecline = "/arx-matchmaking/v1/ready-check/decline";
+inline constexpr const char* kErrors = "/arx-matchmaking/v1/search/errors";
+
+// A bound on every wait of a test for something the server does: long enough for a sanitized
+// build on a busy machine, short enough that a hang fails instead of stalling the suite.
+inline constexpr std::chrono::seconds kPatience(20);
+
+inline void LoadMatchmakingPlugin(Client::PluginLoadBlock* block) {
+    Client::ConstructPlugin<Client::Matchmaking::MatchmakingPlugin>(*block, "arx-matchmaking");
+}
+
+// One Server-Sent Event as a reader got it.
+struct StreamEvent {
+    std::string id;
+    // "message" for a resource event.
+    std::string name;
+    std::string data;
+};
+
+// A reader of an event stream on a thread of its own: GET `target`, every event kept in order.
+class EventStreamReader {
+public:
+    EventStreamReader(int port, std::string target, httplib::Headers headers = {})
+        : client_("127.0.0.1", port) {
+        client_.set_read_timeout(kPatience);
+        thread_ = std::thread([this, target = std::move(target), headers] {
+            const httplib::Result result = client_.Get(
+                target, headers,
+                [this](const httplib::Response& response) {
+                    std::lock_guard<std::mutex> guard(lock_);
+                    status_ = response.status;
+                    connected_ = true;
+                    changed_.notify_all();
+                    return response.status == 200;
+                },
+                [this](const char* data, std::size_t size) {
+                    Take(std::string_view(data, size));
+                    std::lock_guard<std::mutex> guard(lock_);
+                    return !stop_;
+                });
+            std::lock_guard<std::mutex> guard(lock_);
+            if (result && !connected_) {
+                status_ = result->status;
+            }
+            connected_ = true;
+            ended_ = true;
+            changed_.notify_all();
+        });
+    }
+    ~EventStreamReader() {
+        {
+            std::lock_guard<std::mutex> guard(lock_);
+            stop_ = true;
+        }
+        // Ends a read in progress; one that has not begun yet ends at the next heartbeat.
+        client_.stop();
+        thread_.join();
+    }
+
+    // Until the stream answered (and, when it was accepted, sent its first bytes); its status.
+    int AwaitOpen() {
+        std::unique_lock<std::mutex> lock(lock_);
+        changed_.wait_for(lock, kPatience, [&] { return (connected_ && greeted_) || ended_; });
+        return status_;
+    }
+    // Until `count` events of `name` (all events when empty) arrived or the stream ended.
+    std::vector<StreamEvent> AwaitEvents(std::size_t count, const std::string& name = "message") {
+        std::unique_lock<std::mutex> lock(lock_);
+        changed_.wait_for(lock, kPatience, [&] { return Count(name) >= count || ended_; });
+        return events_;
+    }
+    // Until the events so far satisfy `done` or the stream ended.
+    template <typename Done>
+    std::vector<StreamEvent> AwaitUntil(Done done) {
+        std::unique_lock<std::mutex> lock(lock_);
+        changed_.wait_for(lock, kPatience, [&] { return done(events_) || ended_; });
+        return events_;
+    }
+    // Until an event whose data holds `text` arrived.
+    std::vector<StreamEvent> AwaitData(const std::string& text) {
+        return AwaitUntil([&](const std::vector<StreamEvent>& events) {
+            for (const StreamEvent& event : events) {
+                if (event.data.find(text) != std::string::npos) {
+                    return true;
+                }
+            }
+            return false;
+        });
+    }
+    // Until a heartbeat comment arrived.
+    bool AwaitHeartbeat() {
+        std::unique_lock<std::mutex> lock(lock_);
+        return changed_.wait_for(lock, kPatience, [&] { return heartbeats_ > 0 || ended_; }) &&
+               heartbeats_ > 0;
+    }
+    // Until the server ended the stream.
+    bool AwaitEnd() {
+        std::unique_lock<std::mutex> lock(lock_);
+        return changed_.wait_for(lock, kPatience, [&] { return ended_; });
+    }
+    std::vector<StreamEvent> Events() {
+        std::lock_guard<std::mutex> guard(lock_);
+        return events_;
+    }
+
+private:
+    std::size_t Count(const std::string& name) const {
+        std::size_t count = 0;
+        for (const StreamEvent& event : events_) {
+            count += name.empty() || event.name == name ? 1 : 0;
+        }
+        return count;
+    }
+
+    void Take(std::string_view data) {
+        std::lock_guard<std::mutex> guard(lock_);
+        greeted_ = true;
+        pending_.append(data);
+        std::size_t end;
+        while ((end = pending_.find("\n\n")) != std::string::npos) {
+            const std::string block = pending_.substr(0, end + 1);
+            pending_.erase(0, end + 2);
+            StreamEvent event{"", "message", ""};
+            bool hasData = false;
+            std::size_t start = 0;
+            std::size_t lineEnd;
+            while ((lineEnd = block.find('\n', start)) != std::string::npos) {
+                const std::string line = block.substr(start, lineEnd - start);
+                start = lineEnd + 1;
+                if (line.rfind(": heartbeat", 0) == 0) {
+                    ++heartbeats_;
+                } else if (line.rfind("id: ", 0) == 0) {
+                    event.id = line.substr(4);
+                } else if (line.rfind("event: ", 0) == 0) {
+                    event.name = line.substr(7);
+                } else if (line.rfind("data: ", 0) == 0) {
+                    event.data = line.substr(6);
+                    hasData = true;
+                }
+            }
+            if (hasData) {
+                events_.push_back(std::move(event));
+            }
+        }
+        changed_.notify_all();
+    }
+
+    std::mutex lock_;
+    std::condition_variable changed_;
+    std::string pending_;
+    std::vector<StreamEvent> events_;
+    std::size_t heartbeats_ = 0;
+    int status_ = 0;
+    bool connected_ = false;
+    bool greeted_ = false;
+    bool ended_ = false;
+    bool stop_ = false;
+    httplib::Client client_;
+    std::thread thread_;
+};
+
+// A client that writes bytes of its own on a loopback connection: for requests a well-behaved
+// client would not send.
+class RawConnection {
+public:
+    explicit RawConnection(int port) {
+        socket_ = ::socket(AF_INET, SOCK_STREAM, 0);
+        sockaddr_in address{};
+        address.sin_family = AF_INET;
+        address.sin_port = htons(static_cast<std::uint16_t>(port));
+        address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+        connected_ = ::connect(socket_, reinterpret_cast<sockaddr*>(&address), sizeof address) == 0;
+        timeval patience{};
+        patience.tv_sec = kPatience.count();
+        ::setsockopt(socket_, SOL_SOCKET, SO_RCVTIMEO, &patience, sizeof patience);
+    }
+    ~RawConnection() { ::close(socket_); }
+    RawConnection(const RawConnection&) = delete;
+    RawConnection& operator=(const RawConnection&) = delete;
+
+    bool Connected() const { return connected_; }
+    bool Send(const std::string& bytes) {
+        return ::send(socket_, bytes.data(), bytes.size(), MSG_NOSIGNAL) ==
+               static_cast<ssize_t>(bytes.size());
+    }
+    // Reads until the server closes the connection (or the patience runs out).
+    std::string ReadToEnd() {
+        std::string text;
+        char buffer[4096];
+        ssize_t count;
+        while ((count = ::recv(socket_, buffer, sizeof buffer, 0)) > 0) {
+            text.append(buffer, static_cast<std::size_t>(count));
+        }
+        return text;
+    }
+
+private:
+    int socket_ = -1;
+    bool connected_ = false;
+};
+
+class HttpFrontTest : public ::testing::Test {
+protected:
+    void SetUp() override { Platform::SetClockSource(&Host::ReadClock, &host); }
+
+    void TearDown() override {
+        StopServing();
+        module.reset();
+        Platform::ResetClockSource();
+    }
+
+    // A lobby of three in the legacy queue, with the player as its leader.
+    void JoinLobby() {
+        const LobbyRecord lobby = Neighbourhood::Lobby(Neighbourhood::kLegacyQueue, {12, 13});
+        hood.gameflow.status.currentLobbyStatus = lobby;
+        hood.gameflow.status.lastQueuedLobbyStatus = lobby;
+        hood.gameflow.playerStatus.Set(hood.gameflow.status.ToValue());
+    }
+
+    // The platform takes the party into the legacy queue, cancels and accepts, every time.
+    void StandingPlatformAnswers() {
+        const auto always = [this](const char* service, const char* method, const char* type,
+                                   Value body) {
+            hood.platform.lcds.AnswerAlways(
+                service, method, [type, body](const LcdsInvocation&, Response& response) {
+                    Reply::Answer(Value::Map({{"typeName", Value::Text(type)}, {"body", body}}))
+                        .Fill(response);
+                });
+        };
+        SearchingForMatchRecord joined;
+        joined.joinedQueues.push_back({Neighbourhood::kLegacyQueue, 60'000});
+        always("matchmakerService", "attachToQueue", kSearchingForMatchClass, joined.ToValue());
+        always("matchmakerService", "cancelFromQueueIfPossible", "java.lang.Boolean",
+               Value::Bool(true));
+        always("gameService", "acceptPoppedGame", "", Value::None());
+        for (ScriptedRoute* route : {&hood.gameflow.events, &hood.gameflow.dodges}) {
+            route->Always(Reply::Answer());
+        }
+    }
+
+    // Loads and attaches the plug-in, starts the front, and hands the host to its own thread.
+    // Everything of the host is the host thread's from here on: reach it through OnHost.
+    void Serve(HttpFrontOptions options = Options(),
+               Client::PluginExportFunction exportFunction = &LoadMatchmakingPlugin) {
+        LoadResult loaded = LoadModule(host, exportFunction);
+        ASSERT_TRUE(loaded.module) << loaded.error;
+        module = std::move(loaded.module);
+        ASSERT_TRUE(module->Attach());
+        host.RunUntilIdle();
+        front = std::make_unique<HttpFront>(loop, *module, std::move(options));
+        Prepare(*front);
+        const std::optional<std::string> error = front->Start();
+        ASSERT_FALSE(error) << *error;
+        hostThread = std::thread([this] { loop.RunTurns(); });
+    }
+
+    // Short heartbeats, so that readers notice soon when a test is done with them.
+    static HttpFrontOptions Options() {
+        HttpFrontOptions options;
+        options.heartbeat = std::chrono::milliseconds(100);
+        return options;
+    }
+
+    // Before the front starts: a test adds its host actions here.
+    virtual void Prepare(HttpFront&) {}
+
+    void StopServing() {
+        if (front != nullptr) {
+            front->Stop();
+        }
+        loop.Stop();
+        if (hostThread.joinable()) {
+            hostThread.join();
+        }
+        front.reset();
+    }
+
+    template <typename Work>
+    void OnHost(Work&& work) {
+        ASSERT_EQ(loop.Run(std::forward<Work>(work)), TurnLoop::Outcome::Done);
+    }
+
+    httplib::Client Client() const {
+        httplib::Client client("127.0.0.1", front->Port());
+        client.set_read_timeout(kPatience);
+        return client;
+    }
+
+    Host host;
+    Neighbourhood hood{host};
+    std::unique_ptr<Module> module;
+    TurnLoop loop{host};
+    std::unique_ptr<HttpFront> front;
+    std::thread hostThread;
+};
+
+}  // namespace Tavix::TestHost::Http
