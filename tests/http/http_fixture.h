@@ -220,6 +220,17 @@ public:
         return ::send(socket_, bytes.data(), bytes.size(), MSG_NOSIGNAL) ==
                static_cast<ssize_t>(bytes.size());
     }
+    // Reads until the first line of an answer is there; the line, without its end.
+    std::string ReadStatusLine() {
+        std::string text;
+        char buffer[4096];
+        ssize_t count;
+        while (text.find("\r\n") == std::string::npos &&
+               (count = ::recv(socket_, buffer, sizeof buffer, 0)) > 0) {
+            text.append(buffer, static_cast<std::size_t>(count));
+        }
+        return text.substr(0, text.find("\r\n"));
+    }
     // Reads until the server closes the connection (or the patience runs out).
     std::string ReadToEnd() {
         std::string text;
@@ -282,9 +293,10 @@ protected:
         LoadResult loaded = LoadModule(host, exportFunction);
         ASSERT_TRUE(loaded.module) << loaded.error;
         module = std::move(loaded.module);
+        // Made before the module attaches, so that the front sees all it does from its start.
+        front = std::make_unique<HttpFront>(loop, *module, std::move(options));
         ASSERT_TRUE(module->Attach());
         host.RunUntilIdle();
-        front = std::make_unique<HttpFront>(loop, *module, std::move(options));
         Prepare(*front);
         const std::optional<std::string> error = front->Start();
         ASSERT_FALSE(error) << *error;
