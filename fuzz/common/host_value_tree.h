@@ -11,7 +11,7 @@
 #include <string>
 #include <vector>
 
-#include "frame/host_boundary.h"
+#include "arx/host_boundary.h"
 
 namespace Tavix::Fuzzing {
 

@@ -13,7 +13,7 @@
 #include <utility>
 #include <vector>
 
-#include "frame/host_boundary.h"
+#include "arx/host_boundary.h"
 
 namespace Tavix::TestHost {
 

@@ -16,10 +16,10 @@
 #include <utility>
 #include <vector>
 
+#include "arx/host_boundary.h"
 #include "core/recording.h"
 #include "core/routing.h"
 #include "core/value.h"
-#include "frame/host_boundary.h"
 
 namespace Tavix::TestHost {
 

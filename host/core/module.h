@@ -8,9 +8,9 @@
 #include <string>
 #include <vector>
 
+#include "arx/host_boundary.h"
 #include "core/function_records.h"
 #include "core/host.h"
-#include "frame/host_boundary.h"
 
 namespace Tavix::TestHost {
 

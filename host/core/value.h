@@ -9,7 +9,7 @@
 #include <string>
 #include <vector>
 
-#include "frame/host_boundary.h"
+#include "arx/host_boundary.h"
 
 namespace Tavix::TestHost {
 

@@ -3,9 +3,9 @@
 
 #include <string_view>
 
+#include "arx/host_boundary.h"
 #include "binding/result.h"
 #include "binding/value.h"
-#include "frame/host_boundary.h"
 
 namespace Tavix::Client {
 

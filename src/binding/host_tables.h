@@ -8,7 +8,7 @@
 #include <string_view>
 #include <vector>
 
-#include "frame/host_boundary.h"
+#include "arx/host_boundary.h"
 
 namespace Tavix::Client {
 

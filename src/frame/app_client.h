@@ -15,8 +15,8 @@
 #include <type_traits>
 #include <unordered_map>
 
+#include "arx/host_boundary.h"
 #include "frame/framework_types.h"
-#include "frame/host_boundary.h"
 #include "support/failure.h"
 #include "support/fnv1a.h"
 #include "support/maybe_type.h"

@@ -122,44 +122,60 @@ void AppModule::InstallPluginLogTarget() {
     Install(*logTarget, config);
 }
 
+// Every host operation needs the host's table, which the module has only once attached: a call
+// before that is the host's programming fault, not a null pointer to follow.
+HostOperations* AppModule::Operations() const {
+    if (host == nullptr) {
+        FatalReport(kFatalHostCallBeforeAttach);
+    }
+    return host->operations;
+}
+
 void AppModule::SendRequest(HostResponse& response, const HostRequest& request) {
-    host->operations->SendRequest(host->operations, &response, &request);
+    HostOperations* const table = Operations();
+    table->SendRequest(table, &response, &request);
 }
 
 void AppModule::ReservedHostCall(std::uintptr_t first, std::uintptr_t second) {
-    host->operations->ReservedHostCall(host->operations, first, second);
+    HostOperations* const table = Operations();
+    table->ReservedHostCall(table, first, second);
 }
 
 void AppModule::SendEvent(const HostEvent& event) {
-    host->operations->SendEvent(host->operations, &event);
+    HostOperations* const table = Operations();
+    table->SendEvent(table, &event);
 }
 
 void AppModule::SubscribeToEvent(const char* name, std::uint32_t subscriberId,
                                  HostEventCallback callback, void* context, std::uint32_t flags) {
-    host->operations->SubscribeToEvent(host->operations, name, subscriberId, callback, context,
-                                       flags);
+    HostOperations* const table = Operations();
+    table->SubscribeToEvent(table, name, subscriberId, callback, context, flags);
 }
 
 void AppModule::UnsubscribeFromEvent(const char* name, std::uint32_t subscriberId) {
-    host->operations->UnsubscribeFromEvent(host->operations, name, subscriberId);
+    HostOperations* const table = Operations();
+    table->UnsubscribeFromEvent(table, name, subscriberId);
 }
 
 void AppModule::ScheduleCallback(const char* description, HostScheduledCallback callback,
                                  void* context, double delaySeconds, std::uint32_t reserved) {
-    host->operations->ScheduleCallback(host->operations, description, callback, context,
-                                       delaySeconds, reserved);
+    HostOperations* const table = Operations();
+    table->ScheduleCallback(table, description, callback, context, delaySeconds, reserved);
 }
 
 void AppModule::YieldToHost() {
-    host->operations->YieldToHost(host->operations);
+    HostOperations* const table = Operations();
+    table->YieldToHost(table);
 }
 
 void AppModule::BeginWait(const std::string& label, std::uint32_t reserved) {
-    host->operations->BeginWait(host->operations, label.c_str(), reserved);
+    HostOperations* const table = Operations();
+    table->BeginWait(table, label.c_str(), reserved);
 }
 
 void AppModule::EndWait() {
-    host->operations->EndWait(host->operations);
+    HostOperations* const table = Operations();
+    table->EndWait(table);
 }
 
 void AppModule::RegisterApi() {}

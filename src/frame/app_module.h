@@ -8,8 +8,8 @@
 #include <string>
 #include <vector>
 
+#include "arx/host_boundary.h"
 #include "frame/app_client.h"
-#include "frame/host_boundary.h"
 #include "frame/plugin_identity.h"
 #include "routing/dispatcher.h"
 #include "routing/route_declarer.h"
@@ -63,6 +63,8 @@ private:
     static void GetMemoryCountersEntry(void* module, MemoryCounters* counters);
 
     bool Attach(HostInterface* hostInterface);
+    // The host's table; a fatal report when the module is not attached.
+    HostOperations* Operations() const;
     void InstallPluginLogTarget();
 
     PluginApiVersion coreApiVersion;

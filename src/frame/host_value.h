@@ -3,7 +3,7 @@
 // through a response's release function or once the call has ended; a host has no use for this,
 // and could not link it, so it stays out of the public header.
 
-#include "frame/host_boundary.h"
+#include "arx/host_boundary.h"
 
 namespace Tavix::Client {
 

@@ -7,7 +7,7 @@
 #include <new>
 #include <string>
 
-#include "frame/host_boundary.h"
+#include "arx/host_boundary.h"
 #include "log/log.h"
 #include "log/memory.h"
 

@@ -13,10 +13,10 @@
 #include <utility>
 #include <vector>
 
+#include "arx/host_boundary.h"
 #include "binding/result.h"
 #include "binding/value.h"
 #include "frame/app_client.h"
-#include "frame/host_boundary.h"
 #include "frame/native_conversion.h"
 #include "support/failure.h"
 #include "support/maybe_type.h"

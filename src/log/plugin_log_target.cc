@@ -1,6 +1,6 @@
 #include "log/plugin_log_target.h"
 
-#include "frame/host_boundary.h"
+#include "arx/host_boundary.h"
 
 namespace Tavix::Client {
 

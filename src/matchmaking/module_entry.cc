@@ -1,7 +1,7 @@
 // The library's one export. The host calls it once with the load block; everything else it
 // learns from the block that this writes back.
 
-#include "frame/host_boundary.h"
+#include "arx/host_boundary.h"
 #include "frame/plugin_export.h"
 #include "log/tracing.h"
 #include "matchmaking/matchmaking_plugin.h"

@@ -19,10 +19,10 @@
 #include <string_view>
 #include <vector>
 
+#include "arx/host_boundary.h"
 #include "binding/function_builder.h"
 #include "binding/host_tables.h"
 #include "binding/registry.h"
-#include "frame/host_boundary.h"
 #include "routing/route.h"
 #include "routing/route_entry.h"
 #include "support/fnv1a.h"

@@ -29,8 +29,8 @@
 #include <utility>
 #include <vector>
 
+#include "arx/host_boundary.h"
 #include "binding/function_builder.h"
-#include "frame/host_boundary.h"
 #include "frame/native_conversion.h"
 #include "routing/call_context.h"
 #include "routing/dispatcher.h"

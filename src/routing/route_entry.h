@@ -6,7 +6,7 @@
 #include <string>
 #include <vector>
 
-#include "frame/host_boundary.h"
+#include "arx/host_boundary.h"
 #include "routing/function_invoker.h"
 
 namespace Tavix::Client {

@@ -24,6 +24,10 @@ inline constexpr char kFatalAddressBeyond48Bits[] = "ALE-5E3A9D27";
 // with another number of arguments.
 inline constexpr char kFatalRouteHandlerMismatch[] = "ALE-3B7E0D91";
 
+// A host operation was asked for before the host attached the module (a call of a function
+// record, say, between load and attach).
+inline constexpr char kFatalHostCallBeforeAttach[] = "ALE-7C2F4A61";
+
 // The messages logged before their codes, for `FatalReportWithMessage`.
 inline constexpr char kFutureErrorInAwaitMessage[] =
     "Caught std::future_error in AppModule::Await: (%1) %2";

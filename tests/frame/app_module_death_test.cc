@@ -1,4 +1,5 @@
-// A core whose plug-in API cannot host the module ends the process with the fatal report.
+// Faults of the host that end the process with the fatal report: a core whose plug-in API cannot
+// host the module, and a host operation asked of a module not yet attached.
 
 #include <gtest/gtest.h>
 
@@ -18,6 +19,21 @@ TEST(AppModuleDeathTest, OlderOrNewerMajorCoreIsFatal) {
                  "core's plugin API 17\\.9\\.9(.|\n)*Expression: ALE-EECF0606");
     EXPECT_DEATH(LoadWithCore({19, 0, 0}),
                  "core's plugin API 19\\.0\\.0(.|\n)*Expression: ALE-EECF0606");
+}
+
+// A module that is loaded but not attached knows no host: asking for one is a fault of the host,
+// reported, never a null pointer followed.
+TEST(AppModuleDeathTest, AHostCallBeforeAttachIsFatal) {
+    EXPECT_DEATH(
+        {
+            TestHost::Host host;
+            TestHost::LoadResult loaded = TestHost::LoadModule(host, &LoadTestModule);
+            auto* module =
+                static_cast<TestModule*>(static_cast<AppModule*>(loaded.module->Block().module));
+            module->PostJob(
+                "too early", [] {}, 0);
+        },
+        "Expression: ALE-7C2F4A61");
 }
 
 }  // namespace

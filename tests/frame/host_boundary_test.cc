@@ -1,4 +1,4 @@
-#include "frame/host_boundary.h"
+#include "arx/host_boundary.h"
 
 #include <gtest/gtest.h>
 

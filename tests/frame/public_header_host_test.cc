@@ -8,7 +8,7 @@
 
 #include <cstring>
 
-#include "host_boundary.h"
+#include "arx/host_boundary.h"
 
 namespace {
 

@@ -7,7 +7,7 @@
 #include <cstring>
 #include <new>
 
-#include "frame/host_boundary.h"
+#include "arx/host_boundary.h"
 
 namespace {
 

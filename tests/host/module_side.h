@@ -8,8 +8,8 @@
 #include <string>
 #include <vector>
 
+#include "arx/host_boundary.h"
 #include "core/host.h"
-#include "frame/host_boundary.h"
 
 namespace Tavix::TestHost {
 

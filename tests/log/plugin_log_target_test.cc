@@ -5,7 +5,7 @@
 #include <utility>
 #include <vector>
 
-#include "frame/host_boundary.h"
+#include "arx/host_boundary.h"
 #include "log/log.h"
 #include "log/log_core.h"
 #include "log/plugin_log_target.h"

@@ -10,9 +10,9 @@
 #include <utility>
 #include <vector>
 
+#include "arx/host_boundary.h"
 #include "binding/descriptors.h"
 #include "binding/value.h"
-#include "frame/host_boundary.h"
 #include "routing/call_result.h"
 #include "routing/route.h"
 #include "routing/route_entry.h"

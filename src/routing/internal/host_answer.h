@@ -4,7 +4,7 @@
 
 #include <cstdint>
 
-#include "frame/host_boundary.h"
+#include "arx/host_boundary.h"
 #include "routing/call_result.h"
 
 namespace Tavix::Client {
