@@ -11,7 +11,7 @@
 
 #include <cstddef>
 
-#include "frame/host_boundary.h"
+#include "arx/host_boundary.h"
 
 namespace Tavix::TestHost::Http {
 
