@@ -53,6 +53,11 @@ TurnLoop::Outcome TurnLoop::Run(std::function<void()> work, std::chrono::millise
     return ticket->outcome;
 }
 
+std::size_t TurnLoop::Pending() const {
+    std::lock_guard<std::mutex> guard(lock_);
+    return queue_.size();
+}
+
 void TurnLoop::Stop() {
     std::lock_guard<std::mutex> guard(lock_);
     stopped_ = true;

@@ -48,6 +48,9 @@ public:
     // Any thread: ends RunTurns soon, and refuses all work from then on.
     void Stop();
 
+    // Work queued and not begun.
+    std::size_t Pending() const;
+
     Host& GetHost() { return host_; }
 
 private:
@@ -65,7 +68,7 @@ private:
 
     Host& host_;
     const std::size_t maxPending_;
-    std::mutex lock_;
+    mutable std::mutex lock_;
     std::condition_variable arrived_;
     std::deque<std::shared_ptr<Ticket>> queue_;
     bool stopped_ = false;
