@@ -135,9 +135,22 @@ void EventFeed::UpdateState(const std::string& text) {
         Value::Map({{"state", Value::Text(activeStates_.empty() ? "" : activeStates_.back())},
                     {"active", Value::List(std::move(active))}})
             .ToJson();
+    std::lock_guard<std::mutex> guard(lock_);
+    latestState_ = std::move(json);
+}
+
+// A transition leaves and enters several states in a row, and its actions run (and may publish)
+// in between: only where the turn leaves the machine is news, and only when it differs from the
+// last state sent.
+void EventFeed::Settle() {
+    std::string json;
     {
         std::lock_guard<std::mutex> guard(lock_);
-        latestState_ = json;
+        if (latestState_ == sentState_) {
+            return;
+        }
+        sentState_ = latestState_;
+        json = latestState_;
     }
     Append(FeedKind::State, {}, std::move(json));
 }

@@ -24,7 +24,8 @@ namespace Tavix::TestHost {
 enum class FeedKind {
     // A resource event as published on the general channel: {uri, eventType, data}.
     Resource,
-    // {"state": the innermost active state, "active": the active states from the root}.
+    // {"state": the innermost active state, "active": the active states from the root}, once a
+    // transition is over.
     State,
     // {"method", "url"} of a request the module sent to a neighbour.
     Request,
@@ -89,8 +90,13 @@ public:
 
     // The id of the newest entry, 0 before the first.
     std::uint64_t LastId() const;
-    // The newest state entry's JSON, or an empty text before the module logged a state.
+    // The machine as its last state line left it (also in the middle of a transition), as a
+    // state entry's JSON; empty before the module logged a state.
     std::string LatestState() const;
+
+    // The host's thread, once a turn is over: the machine's state goes out now if it changed,
+    // also when the transition was the last thing the module did.
+    void Settle();
 
     // Wakes every waiting reader for good; appends after it are kept but wake no one.
     void Close();
@@ -107,6 +113,7 @@ private:
     bool closed_ = false;
     std::vector<std::string> activeStates_;
     std::string latestState_;
+    std::string sentState_;
 };
 
 }  // namespace Tavix::TestHost

@@ -90,6 +90,7 @@ HttpFront::HttpFront(TurnLoop& loop, Module& module, HttpFrontOptions options)
       functions_(module.Functions()),
       feed_(std::make_shared<EventFeed>(options_.feedWindow)) {
     loop_.GetHost().Calls().Observe([feed = feed_](const RecordedCall& call) { feed->Take(call); });
+    loop_.AfterTurns([feed = feed_] { feed->Settle(); });
 }
 
 HttpFront::~HttpFront() {

@@ -53,6 +53,16 @@ TurnLoop::Outcome TurnLoop::Run(std::function<void()> work, std::chrono::millise
     return ticket->outcome;
 }
 
+void TurnLoop::AfterTurns(std::function<void()> settle) {
+    settle_ = std::move(settle);
+}
+
+void TurnLoop::Settle() {
+    if (settle_) {
+        settle_();
+    }
+}
+
 std::size_t TurnLoop::Pending() const {
     std::lock_guard<std::mutex> guard(lock_);
     return queue_.size();
@@ -101,11 +111,13 @@ void TurnLoop::RunTurns(double seconds, const volatile std::sig_atomic_t* stop) 
             queue_.pop_front();
             lock.unlock();
             ticket->work();
+            Settle();
             lock.lock();
             Finish(*ticket, Outcome::Done);
         }
         lock.unlock();
         host_.RunUntilIdle();
+        Settle();
         lock.lock();
         if (!queue_.empty()) {
             continue;

@@ -45,6 +45,10 @@ public:
     // only when handed-over work moves it. Work still queued at the end is refused.
     void RunTurns(double seconds = -1.0, const volatile std::sig_atomic_t* stop = nullptr);
 
+    // Before RunTurns: `settle` runs on the host's thread after each piece of handed-over work
+    // and each pass of the host's turns.
+    void AfterTurns(std::function<void()> settle);
+
     // Any thread: ends RunTurns soon, and refuses all work from then on.
     void Stop();
 
@@ -62,6 +66,8 @@ private:
         Outcome outcome = Outcome::Done;
     };
 
+    // Not under `lock_`.
+    void Settle();
     // Under `lock_`.
     void Finish(Ticket& ticket, Outcome outcome);
     std::chrono::nanoseconds NextWait(std::int64_t end, bool forever, bool polling) const;
@@ -72,6 +78,7 @@ private:
     std::condition_variable arrived_;
     std::deque<std::shared_ptr<Ticket>> queue_;
     bool stopped_ = false;
+    std::function<void()> settle_;
 };
 
 }  // namespace Tavix::TestHost

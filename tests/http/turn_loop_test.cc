@@ -3,6 +3,7 @@
 
 #include <gtest/gtest.h>
 
+#include <atomic>
 #include <future>
 #include <thread>
 #include <vector>
@@ -139,6 +140,23 @@ TEST_F(TurnLoopTest, StoppingRefusesWaitingWorkAndAllWorkAfter) {
     EXPECT_EQ(waiting, TurnLoop::Outcome::Closed);
     EXPECT_FALSE(waitingRan);
     EXPECT_EQ(loop.Run([] {}), TurnLoop::Outcome::Closed);
+}
+
+TEST_F(TurnLoopTest, EachPieceOfWorkIsSettledOnTheHostsThreadBeforeItsCallerGoesOn) {
+    // Settling also follows each pass of the host's turns, while the caller reads.
+    std::atomic<std::thread::id> settledOn;
+    std::atomic<int> settledAfter{0};
+    int done = 0;
+    loop.AfterTurns([&] {
+        settledOn = std::this_thread::get_id();
+        settledAfter = done;
+    });
+    StartLoop();
+    ASSERT_EQ(loop.Run([&] { ++done; }), TurnLoop::Outcome::Done);
+    EXPECT_EQ(settledAfter, 1);
+    ASSERT_EQ(loop.Run([&] { ++done; }), TurnLoop::Outcome::Done);
+    EXPECT_EQ(settledAfter, 2);
+    EXPECT_EQ(settledOn, loopThread.get_id());
 }
 
 TEST(TurnLoopClockTest, OnTheRealClockCallbacksRunAsTheyComeDue) {
