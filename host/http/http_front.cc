@@ -5,6 +5,7 @@
 #include <charconv>
 #include <exception>
 
+#include "http/api_document.h"
 #include "http/listen_address.h"
 #include "http/page.h"
 
@@ -109,6 +110,13 @@ std::optional<std::string> HttpFront::Start() {
         return options_.address +
                " is not a loopback address; the front serves other machines only when allowed "
                "to (--allow-remote)";
+    }
+    if (!options_.apiDocument.empty()) {
+        ApiDocument document = WithFrontPaths(options_.apiDocument, actions_);
+        if (!document.error.empty()) {
+            return document.error;
+        }
+        servedDocument_ = std::move(document.json);
     }
     server_ = std::make_unique<httplib::Server>();
     const std::size_t threads = options_.workers + options_.maxEventReaders;
@@ -231,10 +239,10 @@ void HttpFront::Serve(const httplib::Request& request, httplib::Response& respon
         return;
     }
     if (get && path == "/openapi.json") {
-        if (options_.apiDocument.empty()) {
+        if (servedDocument_.empty()) {
             Send(ErrorReply(404, "this host was given no API document"), response);
         } else {
-            response.set_content(options_.apiDocument, kJson);
+            response.set_content(servedDocument_, kJson);
         }
         return;
     }

@@ -29,6 +29,7 @@
 #include "core/module.h"
 #include "http/api_forwarding.h"
 #include "http/event_feed.h"
+#include "http/host_action.h"
 #include "http/turn_loop.h"
 
 namespace httplib {
@@ -57,22 +58,9 @@ struct HttpFrontOptions {
     std::chrono::milliseconds turnWait{30'000};
     // Entries of the event feed kept for readers that fall behind or reconnect.
     std::size_t feedWindow = 8192;
-    // The JSON text served at /openapi.json; 404 there when empty.
+    // The module's OpenAPI document as JSON text, served at /openapi.json with the front's own
+    // paths added; 404 there when empty.
     std::string apiDocument;
-};
-
-// One of the host's own actions, served at its method and path.
-struct HostAction {
-    using Parameters = std::map<std::string, std::string>;
-
-    std::string method = "POST";
-    std::string path;
-    // What the page's button says.
-    std::string title;
-    // The query parameters it reads, each with its default, for the page's inputs.
-    std::vector<std::pair<std::string, std::string>> parameters;
-    // Runs on the host's thread with the request's query parameters.
-    std::function<HttpReplyText(const Parameters& parameters)> run;
 };
 
 class HttpFront {
@@ -116,6 +104,8 @@ private:
     const HttpFrontOptions options_;
     std::vector<FunctionInfo> functions_;
     std::vector<HostAction> actions_;
+    // The API document as served, made when the front starts.
+    std::string servedDocument_;
     // Shared with the host's recording, which keeps its observer for as long as it lives.
     std::shared_ptr<EventFeed> feed_;
     std::atomic<std::size_t> readers_{0};
