@@ -54,12 +54,12 @@ TurnLoop::Outcome TurnLoop::Run(std::function<void()> work, std::chrono::millise
 }
 
 void TurnLoop::AfterTurns(std::function<void()> settle) {
-    settle_ = std::move(settle);
+    settle_.push_back(std::move(settle));
 }
 
 void TurnLoop::Settle() {
-    if (settle_) {
-        settle_();
+    for (const std::function<void()>& settle : settle_) {
+        settle();
     }
 }
 

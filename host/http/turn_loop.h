@@ -12,6 +12,7 @@
 #include <functional>
 #include <memory>
 #include <mutex>
+#include <vector>
 
 #include "core/host.h"
 
@@ -46,7 +47,7 @@ public:
     void RunTurns(double seconds = -1.0, const volatile std::sig_atomic_t* stop = nullptr);
 
     // Before RunTurns: `settle` runs on the host's thread after each piece of handed-over work
-    // and each pass of the host's turns.
+    // and each pass of the host's turns, after those given before it.
     void AfterTurns(std::function<void()> settle);
 
     // Any thread: ends RunTurns soon, and refuses all work from then on.
@@ -78,7 +79,7 @@ private:
     std::condition_variable arrived_;
     std::deque<std::shared_ptr<Ticket>> queue_;
     bool stopped_ = false;
-    std::function<void()> settle_;
+    std::vector<std::function<void()>> settle_;
 };
 
 }  // namespace Tavix::TestHost

@@ -146,16 +146,21 @@ TEST_F(TurnLoopTest, EachPieceOfWorkIsSettledOnTheHostsThreadBeforeItsCallerGoes
     // Settling also follows each pass of the host's turns, while the caller reads.
     std::atomic<std::thread::id> settledOn;
     std::atomic<int> settledAfter{0};
+    std::atomic<int> thenAfter{0};
     int done = 0;
     loop.AfterTurns([&] {
         settledOn = std::this_thread::get_id();
         settledAfter = done;
     });
+    // In the order given: the second sees what the first did.
+    loop.AfterTurns([&] { thenAfter = settledAfter.load(); });
     StartLoop();
     ASSERT_EQ(loop.Run([&] { ++done; }), TurnLoop::Outcome::Done);
     EXPECT_EQ(settledAfter, 1);
+    EXPECT_EQ(thenAfter, 1);
     ASSERT_EQ(loop.Run([&] { ++done; }), TurnLoop::Outcome::Done);
     EXPECT_EQ(settledAfter, 2);
+    EXPECT_EQ(thenAfter, 2);
     EXPECT_EQ(settledOn, loopThread.get_id());
 }
 
