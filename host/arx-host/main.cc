@@ -1,6 +1,7 @@
 // arx-host: loads the plug-in library, attaches it, runs the host's turns on the real clock, and
 // shuts it down at the end of the time given or on SIGINT/SIGTERM. With --describe it prints the
-// plug-in's REST functions instead and shuts it down without attaching it.
+// plug-in's REST functions instead, and with --openapi the plug-in's OpenAPI document, and shuts
+// it down without attaching it.
 
 #include <csignal>
 #include <cstdio>
@@ -10,6 +11,7 @@
 
 #include "core/host.h"
 #include "core/module.h"
+#include "core/self_description.h"
 
 namespace {
 
@@ -25,6 +27,7 @@ void OnStopSignal(int) {
 
 constexpr const char* kUsage =
     "usage: arx-host [--library PATH] [--core-version X.Y.Z] [--seconds N] [--describe]\n"
+    "                [--openapi]\n"
     "  --library PATH        the plug-in library to load"
 #ifdef ARX_DEFAULT_PLUGIN_PATH
     " (default: " ARX_DEFAULT_PLUGIN_PATH
@@ -35,13 +38,16 @@ constexpr const char* kUsage =
     "18.0.0)\n"
     "  --seconds N           run for N seconds (default: until SIGINT or SIGTERM)\n"
     "  --describe            print the plug-in's REST functions, one a line (method, URL,\n"
-    "                        name, arguments with where each comes from), and stop\n";
+    "                        name, arguments with where each comes from), and stop\n"
+    "  --openapi             print the plug-in's OpenAPI document as JSON, as its function\n"
+    "                        \"OpenApi\" answers it, and stop\n";
 
 struct Options {
     std::string library;
     CoreVersion core;
     double seconds = -1.0;
     bool describe = false;
+    bool openApi = false;
 };
 
 // Returns false after printing what is wrong.
@@ -57,6 +63,10 @@ bool ParseOptions(int argc, char** argv, Options& options) {
         }
         if (option == "--describe") {
             options.describe = true;
+            continue;
+        }
+        if (option == "--openapi") {
+            options.openApi = true;
             continue;
         }
         if (i + 1 >= argc) {
@@ -110,6 +120,18 @@ void PrintCounters(const Tavix::Client::MemoryCounters& counters) {
     std::printf("  frees                  %llu\n", static_cast<unsigned long long>(counters.frees));
 }
 
+// The host only relays: the plug-in builds the document from its own registry and routes.
+int PrintOpenApi(Tavix::TestHost::Module& module) {
+    const Tavix::TestHost::OpenApiFetch fetch = Tavix::TestHost::FetchOpenApiDocument(module);
+    if (!fetch.Ok()) {
+        std::fprintf(stderr, "arx-host: the plug-in did not give its OpenAPI document: %s (%u)\n",
+                     fetch.error.c_str(), fetch.status);
+        return 1;
+    }
+    std::printf("%s\n", fetch.json.c_str());
+    return 0;
+}
+
 }  // namespace
 
 int main(int argc, char** argv) {
@@ -135,6 +157,12 @@ int main(int argc, char** argv) {
         return 1;
     }
     Tavix::TestHost::Module& module = *loaded.module;
+    if (options.openApi) {
+        const int status = PrintOpenApi(module);
+        std::fflush(stdout);
+        module.Shutdown();
+        return status;
+    }
     if (options.describe) {
         for (const Tavix::TestHost::FunctionInfo& function : module.Functions()) {
             std::printf("%s\n", Tavix::TestHost::DescribeLine(function).c_str());

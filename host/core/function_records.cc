@@ -158,6 +158,16 @@ const Client::HostFunctionRecord* FindFunctionRecord(const Client::ApiDescriptio
     return best;
 }
 
+const Client::HostFunctionRecord* FindFunctionRecordNamed(const Client::ApiDescription& api,
+                                                          std::string_view name) {
+    for (std::uint32_t i = 0; i < api.functionCount; ++i) {
+        if (Text(api.functions[i].head.name) == name) {
+            return &api.functions[i];
+        }
+    }
+    return nullptr;
+}
+
 ApiAnswer CallFunctionRecord(const Client::HostFunctionRecord& record, const ApiCall& call) {
     ValueArena arena;
     std::vector<Client::HostParameter> parameters;

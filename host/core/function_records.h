@@ -49,6 +49,11 @@ const Client::HostFunctionRecord* FindFunctionRecord(const Client::ApiDescriptio
                                                      std::string_view methodName,
                                                      std::string_view url);
 
+// The record of the function called `name`, or null. A module's self-description ("Help",
+// "OpenApi") has a fixed name whatever its URL.
+const Client::HostFunctionRecord* FindFunctionRecordNamed(const Client::ApiDescription& api,
+                                                          std::string_view name);
+
 // A request as a host sends it to a call entry.
 struct ApiCall {
     std::uint32_t method = Client::kMethodGet;

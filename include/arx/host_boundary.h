@@ -342,6 +342,12 @@ struct HostFunctionRecord {
     const char* methodText;
 };
 
+// The names of the function records through which a module that offers them describes itself,
+// whatever their URLs: its whole registry in the Full help form, and its OpenAPI 3.0 document.
+// Both take a GET of the record's URL with no arguments and answer a value.
+inline constexpr const char* kHelpFunction = "Help";
+inline constexpr const char* kOpenApiFunction = "OpenApi";
+
 // Packed, 45 bytes (29 with 32-bit pointers):
 //   0  next   8  name   16  description   24  offset (u32): in the native record
 //  28  kind (u32)   32  elementKind (u32)   36  typeName   44  optional (u8)

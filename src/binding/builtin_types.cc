@@ -7,7 +7,7 @@
 namespace Tavix::Client {
 namespace {
 
-constexpr std::string_view kBuiltin = "$builtin";
+constexpr std::string_view kBuiltin = kBuiltinTag;
 constexpr std::string_view kHelp = "help";
 constexpr std::string_view kAsync = "async";
 

@@ -4,11 +4,16 @@
 
 #include <cstdint>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "binding/value.h"
 
 namespace Tavix::Client {
+
+// The tag of everything the registry declares of its own. A function with exactly this tag is
+// answered by the dispatcher itself when the route lets it (see routing/dispatcher.h).
+inline constexpr std::string_view kBuiltinTag = "$builtin";
 
 enum class BindingHelpFormat : std::int32_t {
     Full = 1,

@@ -54,8 +54,12 @@ public:
     const ApiDescription& GetApiDescription() const { return apiDescription; }
 
 protected:
-    // What RegisterApi declares the module's routes with; every route carries the module's tags.
-    RouteDeclarer Routes() const { return RouteDeclarer(*dispatcher, apiTags); }
+    // What RegisterApi declares the module's routes with; every route carries the module's tags,
+    // and the OpenAPI document is titled with the short name and the plug-in API version.
+    RouteDeclarer Routes() const {
+        return RouteDeclarer(*dispatcher, apiTags,
+                             OpenApiInfo{pluginName.shortName, ToText(kPluginApiVersion), apiTags});
+    }
 
 private:
     static bool AttachEntry(void* module, HostInterface* hostInterface);

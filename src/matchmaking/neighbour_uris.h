@@ -46,4 +46,8 @@ inline constexpr const char* kReadyCheckUri = "/arx-matchmaking/v1/ready-check";
 inline constexpr const char* kReadyCheckAcceptUri = "/arx-matchmaking/v1/ready-check/accept";
 inline constexpr const char* kReadyCheckDeclineUri = "/arx-matchmaking/v1/ready-check/decline";
 
+// The plug-in's description of itself: the builtin Help in Full form, and the OpenAPI document.
+inline constexpr const char* kHelpUri = "/arx-matchmaking/v1/help";
+inline constexpr const char* kOpenApiUri = "/arx-matchmaking/v1/openapi";
+
 }  // namespace Tavix::Client::Matchmaking

@@ -4,6 +4,7 @@
 
 #include "binding/descriptors.h"
 #include "platform/clock.h"
+#include "routing/builtin_functions.h"
 #include "routing/call_context.h"
 #include "routing/call_result.h"
 #include "routing/internal/argument_binder.h"
@@ -110,7 +111,8 @@ ApiDescription BindingDispatcher::BuildApiDescription() {
         const std::string& url = entry->url.empty() ? entry->function->name : entry->url;
         auto& context = callContexts_[entry->function->name];
         context = std::make_unique<RouteCallContext>(
-            RouteCallContext{this, entry, MakeRoute(entry->function, entry, url)});
+            RouteCallContext{this, entry, MakeRoute(entry->function, entry, url),
+                             entry->servesBuiltins ? this : nullptr});
 
         HostFunctionRecord& record = functionRecords_.emplace_back();
         record.head = *head;
@@ -176,11 +178,13 @@ void BindingDispatcher::CallEntry(HostResponse* response, const HostRequest* req
         Internal::AnswerFailure(*response, kInvalidFunction, 404);
         return;
     }
-    context->dispatcher->Dispatch(*response, *request, std::span<const Route>(&context->route, 1));
+    context->dispatcher->Dispatch(*response, *request, std::span<const Route>(&context->route, 1),
+                                  context->registry);
 }
 
 void BindingDispatcher::Dispatch(HostResponse& response, const HostRequest& request,
-                                 std::span<const Route> routes) const {
+                                 std::span<const Route> routes,
+                                 const BindingRegistry* registry) const {
     Internal::StartAnswer(response);
     RouteMatch match;
     match.method = request.method;
@@ -191,6 +195,15 @@ void BindingDispatcher::Dispatch(HostResponse& response, const HostRequest& requ
         match.path = request.url;
     }
     if (!FindRoute(match, routes)) {
+        Internal::AnswerFailure(response, kInvalidFunction, 404);
+        return;
+    }
+    if (registry != nullptr && IsBuiltinFunction(*match.function)) {
+        CallBuiltin(*registry, response, match);
+        return;
+    }
+    // Only a builtin's route has no handler, and without a registry nothing answers it.
+    if (match.entry->invoker == nullptr) {
         Internal::AnswerFailure(response, kInvalidFunction, 404);
         return;
     }

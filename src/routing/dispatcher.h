@@ -37,6 +37,8 @@ struct RouteCallContext {
     BindingDispatcher* dispatcher = nullptr;
     RouteEntry* entry = nullptr;
     Route route;
+    // The dispatcher itself for a route that serves builtins, else null.
+    const BindingRegistry* registry = nullptr;
 };
 
 struct RouteDeclaration {
@@ -68,14 +70,17 @@ public:
     ApiDescription BuildApiDescription();
 
     // The call entry of every function record. The request's call context must be the record's;
-    // without one, the answer is "Invalid function" with status 404.
+    // without one, the answer is "Invalid function" with status 404. Only a route that serves
+    // builtins passes a registry on to Dispatch.
     static void CallEntry(HostResponse* response, const HostRequest* request);
 
     // Answers `request` by the route among `routes` that fits it (FindRoute), or with "Invalid
     // function" and status 404 when none does. The response is released, zeroed and given the
-    // module's release function first, whatever happens.
-    void Dispatch(HostResponse& response, const HostRequest& request,
-                  std::span<const Route> routes) const;
+    // module's release function first, whatever happens. With a `registry`, a function tagged
+    // exactly "$builtin" is answered by CallBuiltin (routing/builtin_functions.h) instead of a
+    // handler; without one it is called like any other.
+    void Dispatch(HostResponse& response, const HostRequest& request, std::span<const Route> routes,
+                  const BindingRegistry* registry = nullptr) const;
 
 private:
     // Binds the arguments of the matched route, calls its handler and fills the response.

@@ -17,6 +17,14 @@
 // A handler returns `Resource`, or `ResourceOf<T>` with a value (routing/resource.h). The types
 // that its arguments and result name must be declared before the route. A second declaration of
 // a route's name changes nothing: the first handler, URL and method stay.
+//
+// Two routes describe the module to whoever asks, and a module opens them if it wants them:
+//
+//     routes.Help("/arx-matchmaking/v1/help");        // "Help", the registry in Full form
+//     routes.OpenApi("/arx-matchmaking/v1/openapi");  // "OpenApi", the OpenAPI document
+//
+// Their functions have these fixed names, whatever the path, so that a host finds them among the
+// function records without knowing the module's paths.
 
 #include <cstddef>
 #include <cstdint>
@@ -36,6 +44,7 @@
 #include "routing/dispatcher.h"
 #include "routing/function_invoker.h"
 #include "routing/function_name.h"
+#include "routing/openapi.h"
 #include "routing/route_entry.h"
 #include "support/fatal.h"
 
@@ -51,6 +60,11 @@ public:
     RouteBuilder& SetUrl(std::string_view text);
     RouteBuilder& SetMethod(std::uint32_t code);
     RouteBuilder& AddTags(const std::vector<std::string>& tags);
+    // What the function does, for the module's help and its OpenAPI document.
+    RouteBuilder& SetDescription(std::string_view text);
+    // A status that the handler answers with in a known case, with that case's text; the same
+    // status may be given once per case. Only the module's description shows it.
+    RouteBuilder& Fails(std::uint32_t status, std::string_view text);
 
     // Name, describe and locate the arguments, in the handler's order. An argument left without a
     // name can be given only by position in the request's parameter list.
@@ -161,16 +175,16 @@ auto BindMember(Object* object, Member member, std::type_identity<R(A...)>) {
 
 }  // namespace Internal
 
-// Declares the route `path` for `method` with `handler` in `dispatcher`; the module's `tags` go
-// to the function. An empty handler, or a handler whose argument count differs from that of an
-// earlier declaration of the function's name, is a programming fault and ends the process.
+// Declares the route `path` for `method` with `handler` in `dispatcher`, as the function `name`;
+// the module's `tags` go to the function. An empty handler, or a handler whose argument count
+// differs from that of an earlier declaration of the function's name, is a programming fault and
+// ends the process.
 template <typename Handler>
-RouteBuilder DeclareRoute(BindingDispatcher& dispatcher, std::uint32_t method,
-                          std::string_view path, Handler&& handler,
-                          const std::vector<std::string>& tags) {
+RouteBuilder DeclareNamedRoute(BindingDispatcher& dispatcher, const std::string& name,
+                               std::uint32_t method, std::string_view path, Handler&& handler,
+                               const std::vector<std::string>& tags) {
     using Callable = std::decay_t<Handler>;
     using Bridge = Internal::BridgeOf<typename Internal::HandlerSignature<Callable>::Type>;
-    const std::string name = FunctionNameFromRoute(HostMethodText(method), path);
     if constexpr (std::is_pointer_v<Callable> || Internal::kIsStdFunction<Callable>) {
         if (!handler) {
             FatalReportWithMessage(kFatalRouteHandlerMismatch, kEmptyRouteHandlerMessage, name);
@@ -196,11 +210,29 @@ RouteBuilder DeclareRoute(BindingDispatcher& dispatcher, std::uint32_t method,
     return builder;
 }
 
-// What a module's RegisterApi declares its routes with: the dispatcher and the module's tags.
+// The same, with the function's name derived from method and path.
+template <typename Handler>
+RouteBuilder DeclareRoute(BindingDispatcher& dispatcher, std::uint32_t method,
+                          std::string_view path, Handler&& handler,
+                          const std::vector<std::string>& tags) {
+    return DeclareNamedRoute(dispatcher, FunctionNameFromRoute(HostMethodText(method), path),
+                             method, path, std::forward<Handler>(handler), tags);
+}
+
+// What a module's RegisterApi declares its routes with: the dispatcher, the module's tags, and
+// the title and version of its OpenAPI document.
 class RouteDeclarer {
 public:
-    RouteDeclarer(BindingDispatcher& dispatcher, std::vector<std::string> tags)
-        : dispatcher_(&dispatcher), tags_(std::move(tags)) {}
+    RouteDeclarer(BindingDispatcher& dispatcher, std::vector<std::string> tags,
+                  OpenApiInfo info = {})
+        : dispatcher_(&dispatcher), tags_(std::move(tags)), info_(std::move(info)) {}
+
+    // The builtin "Help" as GET `path`: the dispatcher answers it with its whole registry in Full
+    // form, whose record is its result type. It carries the module's tags and "$builtin".
+    RouteBuilder Help(std::string_view path);
+    // "OpenApi" as GET `path`: the module's OpenAPI document (routing/openapi.h), built from the
+    // registry and the route entries on each call.
+    RouteBuilder OpenApi(std::string_view path);
 
     template <typename Handler>
     RouteBuilder Delete(std::string_view path, Handler&& handler) {
@@ -261,6 +293,7 @@ public:
 private:
     BindingDispatcher* dispatcher_;
     std::vector<std::string> tags_;
+    OpenApiInfo info_;
 };
 
 }  // namespace Tavix::Client

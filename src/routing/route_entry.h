@@ -22,6 +22,13 @@ enum class ArgumentLocation : std::uint32_t {
     Body = kArgumentBody,
 };
 
+// A failure that a route's handler is known to answer with, as its declaration lists it: the
+// status and the text, or a text per case for one status listed several times.
+struct RouteFailure {
+    std::uint32_t status = 0;
+    std::string text;
+};
+
 struct RouteEntry {
     BindingFunctionDescriptor* function = nullptr;
     std::unique_ptr<FunctionInvoker> invoker;
@@ -36,6 +43,11 @@ struct RouteEntry {
     std::vector<std::vector<std::string>> stringLists;
     // One per argument of the function.
     std::vector<ArgumentLocation> locations;
+    // What the route is known to fail with, in declaration order; only described, never checked.
+    std::vector<RouteFailure> failures;
+    // Calls of this route bring the dispatcher's registry along, so that a function tagged
+    // "$builtin" is answered by the dispatcher itself rather than by a handler.
+    bool servesBuiltins = false;
 };
 
 }  // namespace Tavix::Client

@@ -147,6 +147,8 @@ TEST(ArxHost, RejectsBadArgumentsAndLibraries) {
         {{"--library", FAKE_PLUGIN_PATH, "--core-version", "17.9.9", "--seconds", "0"},
          1,
          "no complete table of plug-in operations"},
+        // A module that does not describe itself has no document to relay.
+        {{"--library", FAKE_PLUGIN_PATH, "--openapi"}, 1, "has no function \"OpenApi\""},
     };
     for (const Case& test : cases) {
         Child child(test.arguments);

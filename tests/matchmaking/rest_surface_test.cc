@@ -24,25 +24,28 @@ protected:
     using Row = std::pair<std::uint32_t, std::string>;
 };
 
-TEST_F(RestSurfaceTest, TheHostIsGivenTheNineFunctions) {
+// The nine routes, and the two through which the module describes itself.
+TEST_F(RestSurfaceTest, TheHostIsGivenTheNineFunctionsAndTheDescriptions) {
     std::vector<std::string> lines;
     for (const TestHost::FunctionInfo& function :
          TestHost::DescribeFunctions(*module->Block().apiDescription)) {
         lines.push_back(TestHost::DescribeLine(function));
     }
-    EXPECT_THAT(lines, UnorderedElementsAre(
-                           "GET /arx-matchmaking/v1/search GetArxMatchmakingV1Search",
-                           "POST /arx-matchmaking/v1/search PostArxMatchmakingV1Search",
-                           "DELETE /arx-matchmaking/v1/search DeleteArxMatchmakingV1Search",
-                           "PUT /arx-matchmaking/v1/search PutArxMatchmakingV1Search search:body",
-                           "GET /arx-matchmaking/v1/search/errors GetArxMatchmakingV1SearchErrors",
-                           "GET /arx-matchmaking/v1/search/errors/{id} "
-                           "GetArxMatchmakingV1SearchErrorsById id:path",
-                           "GET /arx-matchmaking/v1/ready-check GetArxMatchmakingV1ReadyCheck",
-                           "POST /arx-matchmaking/v1/ready-check/accept "
-                           "PostArxMatchmakingV1ReadyCheckAccept",
-                           "POST /arx-matchmaking/v1/ready-check/decline "
-                           "PostArxMatchmakingV1ReadyCheckDecline"));
+    EXPECT_THAT(
+        lines, UnorderedElementsAre(
+                   "GET /arx-matchmaking/v1/search GetArxMatchmakingV1Search",
+                   "POST /arx-matchmaking/v1/search PostArxMatchmakingV1Search",
+                   "DELETE /arx-matchmaking/v1/search DeleteArxMatchmakingV1Search",
+                   "PUT /arx-matchmaking/v1/search PutArxMatchmakingV1Search search:body",
+                   "GET /arx-matchmaking/v1/search/errors GetArxMatchmakingV1SearchErrors",
+                   "GET /arx-matchmaking/v1/search/errors/{id} "
+                   "GetArxMatchmakingV1SearchErrorsById id:path",
+                   "GET /arx-matchmaking/v1/ready-check GetArxMatchmakingV1ReadyCheck",
+                   "POST /arx-matchmaking/v1/ready-check/accept "
+                   "PostArxMatchmakingV1ReadyCheckAccept",
+                   "POST /arx-matchmaking/v1/ready-check/decline "
+                   "PostArxMatchmakingV1ReadyCheckDecline",
+                   "GET /arx-matchmaking/v1/help Help", "GET /arx-matchmaking/v1/openapi OpenApi"));
 }
 
 TEST_F(RestSurfaceTest, WithoutASearch) {

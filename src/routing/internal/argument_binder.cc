@@ -30,8 +30,14 @@ constexpr char kExtraMessagePack[] = "Extra MessgePack data found in body";
 constexpr std::size_t kMaxIndexedElements = std::size_t{1} << 20;
 constexpr unsigned long kIndexLimit = 0x80000000ul;
 
-std::string Lower(std::string_view text) {
-    std::string lower(text);
+bool IsDigit(char c) {
+    return c >= '0' && c <= '9';
+}
+
+}  // namespace
+
+std::string HeaderNameOf(std::string_view name) {
+    std::string lower(name);
     for (char& c : lower) {
         if (c >= 'A' && c <= 'Z') {
             c = static_cast<char>(c - 'A' + 'a');
@@ -39,12 +45,6 @@ std::string Lower(std::string_view text) {
     }
     return lower;
 }
-
-bool IsDigit(char c) {
-    return c >= '0' && c <= '9';
-}
-
-}  // namespace
 
 std::vector<std::pair<std::string, std::string>> ParseQuery(std::string_view url) {
     std::vector<std::pair<std::string, std::string>> pieces;
@@ -105,7 +105,7 @@ void ArgumentBinder::BindHeaders(const HostRequest& request) {
             name.empty()) {
             continue;
         }
-        const std::string lower = Lower(name);
+        const std::string lower = HeaderNameOf(name);
         // The last pair of a name is the one that counts.
         for (std::uint32_t h = request.headerCount; h-- > 0;) {
             const HostHeader& header = request.headers[h];

@@ -23,6 +23,10 @@ namespace Tavix::Client::Internal {
 // in which each name first appears; a later piece of a name replaces the earlier value.
 std::vector<std::pair<std::string, std::string>> ParseQuery(std::string_view url);
 
+// The header name that gives the argument `name`: the argument's name in lower case (ASCII), as
+// hosts pass header names.
+std::string HeaderNameOf(std::string_view name);
+
 class ArgumentBinder {
 public:
     // `arguments` is a collection with one element per argument of the entry's function.
