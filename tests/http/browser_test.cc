@@ -302,7 +302,8 @@ TEST_F(BrowserTest, ASearchFromThePagesButtonReachesTheGame) {
                                "'no search'",
                                "document.getElementById('machine-state').textContent"),
                   "Available");
-        page.Screenshot("browser_test_page.png");
+        // The page as the search left it, for a person to look at.
+        page.Screenshot(::testing::TempDir() + "arx_browser_test_page.png");
     }
     std::filesystem::remove_all(profile);
 }
