@@ -18,6 +18,7 @@
 #include <optional>
 #include <string>
 
+#include "core/self_description.h"
 #include "http_fixture.h"
 
 extern char** environ;
@@ -248,7 +249,15 @@ private:
     std::string session_;
 };
 
-class BrowserTest : public HttpFrontTest {};
+class BrowserTest : public HttpFrontTest {
+protected:
+    // The plug-in's own document, as arx-host hands it to the front.
+    void Configure(Module& loaded, HttpFrontOptions& options) override {
+        const OpenApiFetch document = FetchOpenApiDocument(loaded);
+        ASSERT_TRUE(document.Ok()) << document.error;
+        options.apiDocument = document.json;
+    }
+};
 
 TEST_F(BrowserTest, ASearchFromThePagesButtonReachesTheGame) {
     const std::optional<std::string> chromium = FindChromium();
@@ -268,10 +277,16 @@ TEST_F(BrowserTest, ASearchFromThePagesButtonReachesTheGame) {
                                "'true' && document.getElementById('machine-state').textContent "
                                "=== 'Available'"),
                   "true");
-        // The document the page shows is the one the front was given.
-        EXPECT_EQ(page.WaitFor("document.getElementById('api').textContent !== 'loading'",
-                               "document.getElementById('api').textContent"),
-                  "no API document");
+        // The document the page lists has the plug-in's routes and the front's own paths.
+        const std::string api =
+            page.WaitFor("document.getElementById('api').textContent !== 'loading'",
+                         "Array.from(document.querySelectorAll('#api .op'), (op) => "
+                         "op.textContent).join('\\n')");
+        for (const char* operation :
+             {"POST /arx-matchmaking/v1/search", "POST /arx-matchmaking/v1/ready-check/accept",
+              "GET /events", "GET /sim"}) {
+            EXPECT_NE(api.find(operation), std::string::npos) << operation << " in\n" << api;
+        }
 
         ASSERT_TRUE(page.Click("route-post-search"));
         EXPECT_EQ(page.WaitFor("document.getElementById('search-state').textContent === "

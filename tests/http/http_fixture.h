@@ -293,6 +293,7 @@ protected:
         LoadResult loaded = LoadModule(host, exportFunction);
         ASSERT_TRUE(loaded.module) << loaded.error;
         module = std::move(loaded.module);
+        Configure(*module, options);
         // Made before the module attaches, so that the front sees all it does from its start.
         front = std::make_unique<HttpFront>(loop, *module, std::move(options));
         ASSERT_TRUE(module->Attach());
@@ -310,6 +311,8 @@ protected:
         return options;
     }
 
+    // Before the front is made, with the module loaded and not attached yet.
+    virtual void Configure(Module&, HttpFrontOptions&) {}
     // Before the front starts: a test adds its host actions here.
     virtual void Prepare(HttpFront&) {}
 
