@@ -12,6 +12,16 @@ constexpr std::chrono::milliseconds kStopFlagSlice(50);
 // A wait that stands for "until woken".
 constexpr std::chrono::hours kLongWait(24);
 
+// The host's thread may read the host's virtual time from its monotonic clock (a host that plays
+// time forward for a plug-in it loaded): the loop's own waits and its end go by the wall clock,
+// which no host moves.
+using WallClock = std::chrono::system_clock;
+
+std::int64_t WallNow() {
+    return std::chrono::duration_cast<std::chrono::nanoseconds>(WallClock::now().time_since_epoch())
+        .count();
+}
+
 }  // namespace
 
 TurnLoop::TurnLoop(Host& host, std::size_t maxPending) : host_(host), maxPending_(maxPending) {}
@@ -87,8 +97,7 @@ std::chrono::nanoseconds TurnLoop::NextWait(std::int64_t end, bool forever, bool
         }
     }
     if (!forever) {
-        const auto left = std::chrono::nanoseconds(
-            end - std::chrono::steady_clock::now().time_since_epoch().count());
+        const auto left = std::chrono::nanoseconds(end - WallNow());
         wait = std::min(wait, std::max(left, std::chrono::nanoseconds(0)));
     }
     if (polling) {
@@ -99,9 +108,8 @@ std::chrono::nanoseconds TurnLoop::NextWait(std::int64_t end, bool forever, bool
 
 void TurnLoop::RunTurns(double seconds, const volatile std::sig_atomic_t* stop) {
     const bool forever = seconds < 0.0;
-    const std::int64_t end = forever ? 0
-                                     : std::chrono::steady_clock::now().time_since_epoch().count() +
-                                           static_cast<std::int64_t>(std::min(seconds, 1e9) * 1e9);
+    const std::int64_t end =
+        forever ? 0 : WallNow() + static_cast<std::int64_t>(std::min(seconds, 1e9) * 1e9);
     std::unique_lock<std::mutex> lock(lock_);
     while (!stopped_ && (stop == nullptr || *stop == 0)) {
         // Only what was there at the start: a steady stream of work must not starve the host's
@@ -122,11 +130,13 @@ void TurnLoop::RunTurns(double seconds, const volatile std::sig_atomic_t* stop) 
         if (!queue_.empty()) {
             continue;
         }
-        if (!forever && std::chrono::steady_clock::now().time_since_epoch().count() >= end) {
+        if (!forever && WallNow() >= end) {
             break;
         }
-        arrived_.wait_for(lock, NextWait(end, forever, stop != nullptr),
-                          [&] { return stopped_ || !queue_.empty(); });
+        arrived_.wait_until(lock,
+                            WallClock::now() + std::chrono::duration_cast<WallClock::duration>(
+                                                   NextWait(end, forever, stop != nullptr)),
+                            [&] { return stopped_ || !queue_.empty(); });
     }
     lock.unlock();
     Stop();
