@@ -138,6 +138,19 @@ std::optional<std::string> HttpFront::Start() {
     server_->Patch(".*", serve);
     server_->Delete(".*", serve);
     server_->Options(".*", serve);
+    // A request with neither a length nor a chunked coding has no body, but this server would
+    // read one until the client closes the connection (curl -X POST sends such requests, and
+    // would wait for the I/O timeout and get a 400): such a request is served before the server
+    // reads anything more, with an empty body.
+    server_->set_pre_routing_handler(
+        [this](const httplib::Request& request, httplib::Response& response) {
+            if (request.method == "GET" || request.method == "HEAD" ||
+                request.has_header("Content-Length") || request.has_header("Transfer-Encoding")) {
+                return httplib::Server::HandlerResponse::Unhandled;
+            }
+            Serve(request, response);
+            return httplib::Server::HandlerResponse::Handled;
+        });
     // The answers the server gives by itself (400 for a request it cannot read, 413, 414, 404
     // for a method it has no handlers for) get the same JSON body as the front's own.
     server_->set_error_handler(httplib::Server::HandlerWithResponse(

@@ -55,6 +55,20 @@ TEST_F(LimitsTest, RequestsTheServerCannotReadAre400) {
     EXPECT_EQ(EchoAnswers(), answers);
 }
 
+TEST_F(LimitsTest, ARequestWithoutALengthHasNoBody) {
+    // As curl -X POST sends it: no Content-Length, no chunked coding, and no body.
+    RawConnection connection(front->Port());
+    ASSERT_TRUE(connection.Send("POST /echo/short HTTP/1.1\r\nHost: x\r\n\r\n"));
+    const std::string answer = connection.ReadStatusLine();
+    EXPECT_EQ(answer, "HTTP/1.1 200 OK");
+    // The connection goes on as a kept one.
+    ASSERT_TRUE(
+        connection.Send("DELETE /echo/again HTTP/1.1\r\nHost: x\r\nConnection: close\r\n\r\n"));
+    const std::string rest = connection.ReadToEnd();
+    EXPECT_NE(rest.find("HTTP/1.1 200 OK"), std::string::npos) << rest;
+    EXPECT_NE(rest.find("\"method\":\"DELETE\""), std::string::npos) << rest;
+}
+
 TEST_F(LimitsTest, ClientsThatStallHoldNeitherTheHostNorOtherClients) {
     // Each stalled connection holds a worker until the I/O timeout, and nothing else.
     std::vector<std::unique_ptr<RawConnection>> stalled;
