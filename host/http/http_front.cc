@@ -275,7 +275,14 @@ void HttpFront::Serve(const httplib::Request& request, httplib::Response& respon
         }
     }
     const HttpRequestText text = RequestText(request);
-    Send(OnHostThread([&] { return CallModule(text); }), response);
+    Send(OnHostThread([&] {
+             HttpReplyText reply = CallModule(text);
+             if (options_.answered) {
+                 options_.answered(text, reply);
+             }
+             return reply;
+         }),
+         response);
 }
 
 void HttpFront::ServeEvents(const httplib::Request& request, httplib::Response& response) {

@@ -61,6 +61,9 @@ struct HttpFrontOptions {
     // The module's OpenAPI document as JSON text, served at /openapi.json with the front's own
     // paths added; 404 there when empty.
     std::string apiDocument;
+    // Runs on the host's thread after each request for the module's functions, with its answer:
+    // for a host that tells what its clients asked.
+    std::function<void(const HttpRequestText& request, const HttpReplyText& reply)> answered;
 };
 
 class HttpFront {

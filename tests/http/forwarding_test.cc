@@ -115,5 +115,33 @@ TEST_F(ForwardingTest, APathNoFunctionServesIs404) {
     EXPECT_EQ(EchoAnswers(), answersBefore);
 }
 
+class AnsweredTest : public HttpFrontTest {
+protected:
+    void Configure(Module&, HttpFrontOptions& options) override {
+        options.answered = [this](const HttpRequestText& request, const HttpReplyText& reply) {
+            told.push_back(request.method + " " + request.target + " " +
+                           std::to_string(reply.status));
+        };
+    }
+    // The host thread's.
+    std::vector<std::string> told;
+};
+
+TEST_F(AnsweredTest, TheHostIsToldOfEachRequestForTheModuleWithItsAnswer) {
+    Serve(Options(), &LoadEchoModule);
+    httplib::Client client = Client();
+    ASSERT_TRUE(client.Get("/echo/x?y=1"));
+    ASSERT_TRUE(client.Post("/echo/fail?status=503", "{}", "application/json"));
+    ASSERT_TRUE(client.Get("/elsewhere"));
+    // The front's own paths are no requests for the module.
+    ASSERT_TRUE(client.Get("/openapi.json"));
+    ASSERT_TRUE(client.Get("/"));
+    std::vector<std::string> seen;
+    OnHost([&] { seen = told; });
+    EXPECT_THAT(seen,
+                ::testing::ElementsAre("GET /echo/x?y=1 200", "POST /echo/fail?status=503 503",
+                                       "GET /elsewhere 404"));
+}
+
 }  // namespace
 }  // namespace Tavix::TestHost::Http
