@@ -1,17 +1,22 @@
-// arx-host: loads the plug-in library, attaches it, runs the host's turns on the real clock, and
-// shuts it down at the end of the time given or on SIGINT/SIGTERM. With --describe it prints the
-// plug-in's REST functions instead, and with --openapi the plug-in's OpenAPI document, and shuts
-// it down without attaching it.
+// arx-host: loads the plug-in library into a host that plays the platform, and by default walks
+// one whole search on the real clock, printing its timeline. --scenario plays a scenario file on
+// the virtual clock instead; --idle only attaches the plug-in and runs the host's turns until the
+// time given or SIGINT/SIGTERM; --describe prints the plug-in's REST functions and --openapi its
+// OpenAPI document, and stop without attaching it.
 
 #include <csignal>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <filesystem>
 #include <string>
 
 #include "core/host.h"
 #include "core/module.h"
 #include "core/self_description.h"
+#include "scenario/scenario_job.h"
+#include "sim/main_job.h"
+#include "sim/plugin_session.h"
 
 namespace {
 
@@ -26,47 +31,114 @@ void OnStopSignal(int) {
 }
 
 constexpr const char* kUsage =
-    "usage: arx-host [--library PATH] [--core-version X.Y.Z] [--seconds N] [--describe]\n"
-    "                [--openapi]\n"
-    "  --library PATH        the plug-in library to load"
+    "usage: arx-host [--library PATH] [--core-version X.Y.Z] [--seconds N]\n"
+    "                [--queue ID] [--queue-time S] [--accept-rate R] [--seed N]\n"
+    "                [--virtual-clock] [--show-log]\n"
+    "       arx-host [--library PATH] --scenario FILE [--timeline]\n"
+    "       arx-host [--library PATH] --idle [--seconds N]\n"
+    "       arx-host [--library PATH] --describe | --openapi\n"
+    "  With no mode, one whole search on the simulated platform, told as a timeline: log in,\n"
+    "  join a lobby, search, wait in the queue, accept the ready check, reach the game.\n"
+    "  --library PATH        the plug-in library to load (default: the one installed beside\n"
+    "                        arx-host"
 #ifdef ARX_DEFAULT_PLUGIN_PATH
-    " (default: " ARX_DEFAULT_PLUGIN_PATH
-    ")"
+    ", else " ARX_DEFAULT_PLUGIN_PATH
 #endif
-    "\n"
+    ")\n"
     "  --core-version X.Y.Z  the core's plug-in API version given to the plug-in (default "
     "18.0.0)\n"
-    "  --seconds N           run for N seconds (default: until SIGINT or SIGTERM)\n"
+    "  --seconds N           run for N seconds in all (default: until the game starts; with\n"
+    "                        --idle, until SIGINT or SIGTERM)\n"
+    "  --queue ID            the lobby's queue: 420 and 33 (bot) legacy, 440 squad-forge,\n"
+    "                        700 and 701 (default 420)\n"
+    "  --queue-time S        seconds in the queue before the match pops (default 5)\n"
+    "  --accept-rate R       the chance, 0 to 1, that a stranger accepts a ready check\n"
+    "                        (default 0.9)\n"
+    "  --seed N              seeds the strangers: one seed, one timeline (default 1)\n"
+    "  --virtual-clock       play the walk on the virtual clock, at once\n"
+    "  --show-log            every log line of the plug-in on the timeline\n"
+    "  --scenario FILE       play a scenario (.yaml, .yml or .json) on the virtual clock; exits 1\n"
+    "                        at the first step that does not hold, naming it\n"
+    "  --timeline            with --scenario, print the whole timeline\n"
+    "  --idle                only attach the plug-in and run the host's turns\n"
     "  --describe            print the plug-in's REST functions, one a line (method, URL,\n"
     "                        name, arguments with where each comes from), and stop\n"
     "  --openapi             print the plug-in's OpenAPI document as JSON, as its function\n"
     "                        \"OpenApi\" answers it, and stop\n";
 
+enum class Mode { Walk, Scenario, Idle, Describe, OpenApi };
+
 struct Options {
+    Mode mode = Mode::Walk;
     std::string library;
     CoreVersion core;
     double seconds = -1.0;
-    bool describe = false;
-    bool openApi = false;
+    std::string scenario;
+    bool timeline = false;
+    bool showLog = false;
+    bool virtualClock = false;
+    std::int32_t queueId = 420;
+    Tavix::TestHost::PlatformSettings settings;
 };
+
+// A number of `value` within [low, high]; false when it is not one.
+bool ReadNumber(const std::string& value, double low, double high, double& number) {
+    char* end = nullptr;
+    const double read = std::strtod(value.c_str(), &end);
+    if (value.empty() || *end != '\0' || !(read >= low) || !(read <= high)) {
+        return false;
+    }
+    number = read;
+    return true;
+}
+
+// An installed arx-host loads the plug-in installed beside it; one in the build tree loads the
+// one built with it.
+std::string DefaultLibrary() {
+#ifdef ARX_INSTALLED_PLUGIN_PATH
+    std::error_code error;
+    const std::filesystem::path self = std::filesystem::read_symlink("/proc/self/exe", error);
+    if (!error) {
+        const std::filesystem::path installed = self.parent_path() / ARX_INSTALLED_PLUGIN_PATH;
+        if (std::filesystem::exists(installed, error)) {
+            return installed.lexically_normal().string();
+        }
+    }
+#endif
+#ifdef ARX_DEFAULT_PLUGIN_PATH
+    return ARX_DEFAULT_PLUGIN_PATH;
+#else
+    return "";
+#endif
+}
 
 // Returns false after printing what is wrong.
 bool ParseOptions(int argc, char** argv, Options& options) {
-#ifdef ARX_DEFAULT_PLUGIN_PATH
-    options.library = ARX_DEFAULT_PLUGIN_PATH;
-#endif
+    options.library = DefaultLibrary();
     for (int i = 1; i < argc; ++i) {
         const std::string option = argv[i];
         if (option == "--help" || option == "-h") {
             std::fputs(kUsage, stdout);
             std::exit(0);
         }
-        if (option == "--describe") {
-            options.describe = true;
+        if (option == "--describe" || option == "--idle") {
+            options.mode = option == "--describe" ? Mode::Describe : Mode::Idle;
+            continue;
+        }
+        if (option == "--timeline") {
+            options.timeline = true;
+            continue;
+        }
+        if (option == "--show-log") {
+            options.showLog = true;
+            continue;
+        }
+        if (option == "--virtual-clock") {
+            options.virtualClock = true;
             continue;
         }
         if (option == "--openapi") {
-            options.openApi = true;
+            options.mode = Mode::OpenApi;
             continue;
         }
         if (i + 1 >= argc) {
@@ -83,15 +155,36 @@ bool ParseOptions(int argc, char** argv, Options& options) {
                 return false;
             }
             options.core = *version;
-        } else if (option == "--seconds") {
-            char* end = nullptr;
-            const double seconds = std::strtod(value.c_str(), &end);
-            if (value.empty() || *end != '\0' || !(seconds >= 0.0) || seconds > 1e9) {
+        } else if (option == "--seconds" || option == "--queue-time") {
+            double seconds = 0.0;
+            if (!ReadNumber(value, 0.0, 1e9, seconds)) {
                 std::fprintf(stderr, "arx-host: \"%s\" is not a number of seconds\n",
                              value.c_str());
                 return false;
             }
-            options.seconds = seconds;
+            (option == "--seconds" ? options.seconds : options.settings.queueSeconds) = seconds;
+        } else if (option == "--accept-rate") {
+            if (!ReadNumber(value, 0.0, 1.0, options.settings.acceptRate)) {
+                std::fprintf(stderr, "arx-host: \"%s\" is not a rate from 0 to 1\n", value.c_str());
+                return false;
+            }
+        } else if (option == "--queue" || option == "--seed") {
+            double number = 0.0;
+            const double high = option == "--queue" ? 2147483647.0 : 9007199254740992.0;
+            if (!ReadNumber(value, 0.0, high, number) ||
+                number != static_cast<double>(static_cast<std::int64_t>(number))) {
+                std::fprintf(stderr, "arx-host: \"%s\" is not a whole number for %s\n",
+                             value.c_str(), option.c_str());
+                return false;
+            }
+            if (option == "--queue") {
+                options.queueId = static_cast<std::int32_t>(number);
+            } else {
+                options.settings.seed = static_cast<std::uint64_t>(number);
+            }
+        } else if (option == "--scenario") {
+            options.mode = Mode::Scenario;
+            options.scenario = value;
         } else {
             std::fprintf(stderr, "arx-host: unknown option %s\n", option.c_str());
             return false;
@@ -105,19 +198,17 @@ bool ParseOptions(int argc, char** argv, Options& options) {
     return true;
 }
 
-void PrintCounters(const Tavix::Client::MemoryCounters& counters) {
-    std::printf("arx-host: memory counters at shutdown\n");
-    std::printf("  peak live bytes        %llu\n",
-                static_cast<unsigned long long>(counters.peakLiveBytes));
-    std::printf("  allocations at peak    %llu\n",
-                static_cast<unsigned long long>(counters.peakLiveAllocations));
-    std::printf("  bytes allocated        %llu\n",
-                static_cast<unsigned long long>(counters.allocatedBytes));
-    std::printf("  allocations            %llu\n",
-                static_cast<unsigned long long>(counters.allocations));
-    std::printf("  bytes freed            %llu\n",
-                static_cast<unsigned long long>(counters.freedBytes));
-    std::printf("  frees                  %llu\n", static_cast<unsigned long long>(counters.frees));
+int RunIdle(const Options& options) {
+    Host host(ClockMode::Real);
+    host.EchoLogTo(stdout);
+    std::unique_ptr<Tavix::TestHost::Module> module =
+        Tavix::TestHost::StartPlugin(host, options.library, options.core, stdout, stderr);
+    if (!module) {
+        return 1;
+    }
+    host.RunRealTime(options.seconds, &stopRequested);
+    Tavix::TestHost::StopPlugin(*module, stdout);
+    return 0;
 }
 
 // The host only relays: the plug-in builds the document from its own registry and routes.
@@ -130,6 +221,27 @@ int PrintOpenApi(Tavix::TestHost::Module& module) {
     }
     std::printf("%s\n", fetch.json.c_str());
     return 0;
+}
+
+// --describe and --openapi: what the plug-in says of itself, without attaching it.
+int Describe(const Options& options) {
+    Host host(ClockMode::Real);
+    auto loaded = Tavix::TestHost::OpenModule(host, options.library, options.core);
+    if (!loaded.module) {
+        std::fprintf(stderr, "arx-host: %s\n", loaded.error.c_str());
+        return 1;
+    }
+    int status = 0;
+    if (options.mode == Mode::OpenApi) {
+        status = PrintOpenApi(*loaded.module);
+    } else {
+        for (const Tavix::TestHost::FunctionInfo& function : loaded.module->Functions()) {
+            std::printf("%s\n", Tavix::TestHost::DescribeLine(function).c_str());
+        }
+    }
+    std::fflush(stdout);
+    loaded.module->Shutdown();
+    return status;
 }
 
 }  // namespace
@@ -149,50 +261,26 @@ int main(int argc, char** argv) {
     sigaction(SIGINT, &action, nullptr);
     sigaction(SIGTERM, &action, nullptr);
 
-    Host host(ClockMode::Real);
-    host.EchoLogTo(stdout);
-    auto loaded = Tavix::TestHost::OpenModule(host, options.library, options.core);
-    if (!loaded.module) {
-        std::fprintf(stderr, "arx-host: %s\n", loaded.error.c_str());
-        return 1;
+    switch (options.mode) {
+        case Mode::Describe:
+        case Mode::OpenApi:
+            return Describe(options);
+        case Mode::Idle:
+            return RunIdle(options);
+        case Mode::Scenario:
+            return Tavix::TestHost::RunScenarioJob(
+                {options.scenario, options.library, options.core, options.timeline}, stdout,
+                stderr);
+        case Mode::Walk:
+            break;
     }
-    Tavix::TestHost::Module& module = *loaded.module;
-    if (options.openApi) {
-        const int status = PrintOpenApi(module);
-        std::fflush(stdout);
-        module.Shutdown();
-        return status;
-    }
-    if (options.describe) {
-        for (const Tavix::TestHost::FunctionInfo& function : module.Functions()) {
-            std::printf("%s\n", Tavix::TestHost::DescribeLine(function).c_str());
-        }
-        std::fflush(stdout);
-        module.Shutdown();
-        return 0;
-    }
-    std::printf("arx-host: loaded %s from %s as client %u\n", module.ShortName().c_str(),
-                options.library.c_str(), module.ClientId());
-    std::fflush(stdout);
-
-    const bool attached = module.Attach();
-    if (attached) {
-        std::printf("arx-host: attached\n");
-        std::fflush(stdout);
-        host.RunRealTime(options.seconds, &stopRequested);
-    } else {
-        std::printf("arx-host: the plug-in refused to attach\n");
-    }
-    std::printf("arx-host: shutting down\n");
-    std::fflush(stdout);
-
-    // The handle is dead once Shutdown returns, so the counters are read just before it.
-    const Tavix::Client::MemoryCounters counters = module.ReadMemoryCounters();
-    const auto leftovers = module.Shutdown();
-    for (const std::string& name : leftovers) {
-        std::printf("arx-host: still subscribed at shutdown: %s\n", name.c_str());
-    }
-    PrintCounters(counters);
-    std::fflush(stdout);
-    return attached ? 0 : 1;
+    Tavix::TestHost::MainJobOptions walk;
+    walk.library = options.library;
+    walk.core = options.core;
+    walk.settings = options.settings;
+    walk.queueId = options.queueId;
+    walk.seconds = options.seconds;
+    walk.clock = options.virtualClock ? ClockMode::Virtual : ClockMode::Real;
+    walk.showLog = options.showLog;
+    return Tavix::TestHost::RunMainJob(walk, &stopRequested, stdout, stderr);
 }

@@ -84,8 +84,12 @@ public:
     // Sees each call as it is added, on the host's thread: for hosts that follow a module live
     // (the HTTP front's event stream) rather than read the calls back afterwards.
     using Observer = std::function<void(const RecordedCall& call)>;
+    using Listener = std::function<void(const RecordedCall& call)>;
 
     void Add(RecordedCall call) {
+        if (listener_) {
+            listener_(call);
+        }
         for (const Observer& observer : observers_) {
             observer(call);
         }
@@ -94,6 +98,10 @@ public:
     // Observers stay for the recording's life; Clear does not drop them.
     void Observe(Observer observer) { observers_.push_back(std::move(observer)); }
     void Clear() { calls_.clear(); }
+
+    // Hears each call as it is made, before the host acts on it, so that a request is heard before
+    // the neighbour's answer to it. One listener at a time; an empty one stops listening.
+    void Listen(Listener listener) { listener_ = std::move(listener); }
 
     const std::vector<RecordedCall>& Calls() const { return calls_; }
 
@@ -119,6 +127,7 @@ public:
 private:
     std::vector<Observer> observers_;
     std::vector<RecordedCall> calls_;
+    Listener listener_;
 };
 
 }  // namespace Tavix::TestHost

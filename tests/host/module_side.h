@@ -10,6 +10,7 @@
 
 #include "arx/host_boundary.h"
 #include "core/host.h"
+#include "core/value.h"
 
 namespace Tavix::TestHost {
 
@@ -50,6 +51,25 @@ public:
         Client::HostRequest request{};
         request.method = method;
         request.url = url;
+        request.clientId = clientId_;
+        std::memset(static_cast<void*>(&response), 0, sizeof response);
+        operations_->SendRequest(operations_, &response, &request);
+    }
+
+    // Sends `parameters`, unnamed and in order, as a module calls a neighbour's route; the caller
+    // releases the response.
+    void Request(std::uint32_t method, const char* url, const std::vector<Value>& parameters,
+                 Client::HostResponse& response) {
+        ValueArena arena;
+        std::vector<Client::HostParameter> built;
+        for (const Value& parameter : parameters) {
+            built.push_back({nullptr, arena.Build(parameter)});
+        }
+        Client::HostRequest request{};
+        request.method = method;
+        request.url = url;
+        request.parameters = built.data();
+        request.parameterCount = static_cast<std::uint32_t>(built.size());
         request.clientId = clientId_;
         std::memset(static_cast<void*>(&response), 0, sizeof response);
         operations_->SendRequest(operations_, &response, &request);
