@@ -264,18 +264,17 @@ int Describe(const Options& options) {
     return status;
 }
 
-int RunHttp(const Options& options) {
-    Tavix::TestHost::HttpJobOptions serve;
-    serve.library = options.library;
-    serve.core = options.core;
-    serve.settings = options.settings;
-    serve.queueId = options.queueId;
-    serve.address = options.httpAddress;
-    serve.allowRemote = options.allowRemote;
-    serve.seconds = options.seconds;
-    serve.clock = options.virtualClock ? ClockMode::Virtual : ClockMode::Real;
-    serve.showLog = options.showLog;
-    return Tavix::TestHost::RunHttpJob(serve, &stopRequested, stdout, stderr);
+// What the walk and the HTTP front take alike.
+Tavix::TestHost::MainJobOptions RunOptions(const Options& options) {
+    Tavix::TestHost::MainJobOptions run;
+    run.library = options.library;
+    run.core = options.core;
+    run.settings = options.settings;
+    run.queueId = options.queueId;
+    run.seconds = options.seconds;
+    run.clock = options.virtualClock ? ClockMode::Virtual : ClockMode::Real;
+    run.showLog = options.showLog;
+    return run;
 }
 
 }  // namespace
@@ -306,17 +305,11 @@ int main(int argc, char** argv) {
                 {options.scenario, options.library, options.core, options.timeline}, stdout,
                 stderr);
         case Mode::Http:
-            return RunHttp(options);
+            return Tavix::TestHost::RunHttpJob(
+                {RunOptions(options), options.httpAddress, options.allowRemote}, &stopRequested,
+                stdout, stderr);
         case Mode::Walk:
             break;
     }
-    Tavix::TestHost::MainJobOptions walk;
-    walk.library = options.library;
-    walk.core = options.core;
-    walk.settings = options.settings;
-    walk.queueId = options.queueId;
-    walk.seconds = options.seconds;
-    walk.clock = options.virtualClock ? ClockMode::Virtual : ClockMode::Real;
-    walk.showLog = options.showLog;
-    return Tavix::TestHost::RunMainJob(walk, &stopRequested, stdout, stderr);
+    return Tavix::TestHost::RunMainJob(RunOptions(options), &stopRequested, stdout, stderr);
 }

@@ -24,15 +24,15 @@ int RunHttpJob(const HttpJobOptions& options, const volatile std::sig_atomic_t* 
         std::fprintf(err, "arx-host: %s\n", address.error.c_str());
         return 2;
     }
-    Simulation simulation(options.clock, options.settings);
+    Simulation simulation(options.run.clock, options.run.settings);
     SimulatedPlatform& platform = simulation.Platform();
-    if (!platform.KnowsQueue(options.queueId)) {
+    if (!platform.KnowsQueue(options.run.queueId)) {
         std::fprintf(err, "arx-host: queue %d is not in the simulated queue list (%s)\n",
-                     options.queueId, platform.QueueList().c_str());
+                     options.run.queueId, platform.QueueList().c_str());
         return 2;
     }
     Host& host = simulation.GetHost();
-    LoadResult loaded = OpenModule(host, options.library, options.core);
+    LoadResult loaded = OpenModule(host, options.run.library, options.run.core);
     if (!loaded.module) {
         std::fprintf(err, "arx-host: %s\n", loaded.error.c_str());
         return 1;
@@ -87,7 +87,7 @@ int RunHttpJob(const HttpJobOptions& options, const volatile std::sig_atomic_t* 
     const bool ipv6 = address.host.find(':') != std::string::npos;
     std::fprintf(out, "arx-host: serving the plug-in on http://%s%s%s:%d/ (%s clock)\n",
                  ipv6 ? "[" : "", address.host.c_str(), ipv6 ? "]" : "", front.Port(),
-                 options.clock == ClockMode::Virtual ? "virtual" : "real");
+                 options.run.clock == ClockMode::Virtual ? "virtual" : "real");
     std::fflush(out);
     if (!module.Attach()) {
         std::fprintf(err, "arx-host: the plug-in refused to attach\n");
@@ -95,17 +95,17 @@ int RunHttpJob(const HttpJobOptions& options, const volatile std::sig_atomic_t* 
         StopPlugin(module, out);
         return 1;
     }
-    timeline.ShowLogLines(options.showLog);
+    timeline.ShowLogLines(options.run.showLog);
     timeline.PrintTo(out);
     timeline.PrintHeader();
     simulation.Drive(module);
     // The player is in a lobby when the page opens, so that a search can start at once.
     if (const auto refused =
-            platform.JoinLobby(options.queueId, kFriends, SimulatedPlatform::kPlayer)) {
+            platform.JoinLobby(options.run.queueId, kFriends, SimulatedPlatform::kPlayer)) {
         timeline.Note("arx-host", "the platform refused the lobby: " + *refused);
     }
     host.RunUntilIdle();
-    loop.RunTurns(options.seconds, stop);
+    loop.RunTurns(options.run.seconds, stop);
     front.Stop();
     timeline.Flush();
     StopPlugin(module, out);

@@ -4,29 +4,21 @@
 // platform's actions, its API document and the live page, until the time given or a stop signal.
 
 #include <csignal>
-#include <cstdint>
 #include <cstdio>
 #include <string>
 
-#include "core/host.h"
-#include "core/module.h"
-#include "sim/platform_settings.h"
+#include "sim/main_job.h"
 
 namespace Tavix::TestHost {
 
 struct HttpJobOptions {
-    std::string library;
-    CoreVersion core;
-    PlatformSettings settings;
-    // The lobby the player is in when the page opens.
-    std::int32_t queueId = 420;
+    // The plug-in, the platform's settings, the lobby's queue the player is in when the page
+    // opens, the clock and the log lines, as the walk takes them; negative seconds serve until a
+    // stop signal.
+    MainJobOptions run;
     // "ADDR:PORT", as ParseListenAddress reads it.
     std::string address;
     bool allowRemote = false;
-    // Negative: until a stop signal.
-    double seconds = -1.0;
-    ClockMode clock = ClockMode::Real;
-    bool showLog = false;
 };
 
 // The process's exit code: 0 after serving until the end, 1 when the plug-in could not be loaded
