@@ -24,8 +24,8 @@ namespace Tavix::TestHost {
 enum class FeedKind {
     // A resource event as published on the general channel: {uri, eventType, data}.
     Resource,
-    // {"state": the innermost active state, "active": the active states from the root}, once a
-    // transition is over.
+    // {"state": the innermost active state, "active": the active states from the root}, where a
+    // turn of the host left the machine.
     State,
     // {"method", "url"} of a request the module sent to a neighbour.
     Request,
@@ -71,8 +71,8 @@ public:
     EventFeed& operator=(const EventFeed&) = delete;
 
     // The host's thread: one call of a module as the host recorded it. Resource events on the
-    // general channel, the machine's state lines, requests and log lines become entries;
-    // everything else is not for the stream.
+    // general channel, requests and log lines become entries, and the machine's state lines also
+    // move the state that Settle sends; everything else is not for the stream.
     void Take(const RecordedCall& call);
 
     // Any thread. Returns the entry's id.
@@ -94,8 +94,8 @@ public:
     // state entry's JSON; empty before the module logged a state.
     std::string LatestState() const;
 
-    // The host's thread, once a turn is over: the machine's state goes out now if it changed,
-    // also when the transition was the last thing the module did.
+    // The host's thread, once a turn is over: the machine's state goes out if it changed since
+    // the last one sent.
     void Settle();
 
     // Wakes every waiting reader for good; appends after it are kept but wake no one.
