@@ -1,7 +1,8 @@
 // arx-host: loads the plug-in library into a host that plays the platform, and by default walks
 // one whole search on the real clock, printing its timeline. --scenario plays a scenario file on
 // the virtual clock instead; --idle only attaches the plug-in and runs the host's turns until the
-// time given or SIGINT/SIGTERM; --describe prints the plug-in's REST functions and --openapi its
+// time given or SIGINT/SIGTERM; --http serves the plug-in and the platform over HTTP with a live
+// page; --describe prints the plug-in's REST functions and --openapi its
 // OpenAPI document, and stop without attaching it.
 
 #include <csignal>
@@ -14,6 +15,7 @@
 #include "core/host.h"
 #include "core/module.h"
 #include "core/self_description.h"
+#include "http/http_job.h"
 #include "scenario/scenario_job.h"
 #include "sim/main_job.h"
 #include "sim/plugin_session.h"
@@ -35,6 +37,9 @@ constexpr const char* kUsage =
     "                [--queue ID] [--queue-time S] [--accept-rate R] [--seed N]\n"
     "                [--virtual-clock] [--show-log]\n"
     "       arx-host [--library PATH] --scenario FILE [--timeline]\n"
+    "       arx-host [--library PATH] --http ADDR:PORT [--allow-remote] [--seconds N]\n"
+    "                [--queue ID] [--queue-time S] [--accept-rate R] [--seed N]\n"
+    "                [--virtual-clock] [--show-log]\n"
     "       arx-host [--library PATH] --idle [--seconds N]\n"
     "       arx-host [--library PATH] --describe | --openapi\n"
     "  With no mode, one whole search on the simulated platform, told as a timeline: log in,\n"
@@ -60,13 +65,19 @@ constexpr const char* kUsage =
     "  --scenario FILE       play a scenario (.yaml, .yml or .json) on the virtual clock; exits 1\n"
     "                        at the first step that does not hold, naming it\n"
     "  --timeline            with --scenario, print the whole timeline\n"
+    "  --http ADDR:PORT      serve the plug-in's routes, its events (GET /events), the\n"
+    "                        platform's actions (/sim), the API document (/openapi.json) and a\n"
+    "                        live page (/) on ADDR:PORT until the time given or SIGINT or\n"
+    "                        SIGTERM, the player in a lobby of the queue; ADDR must be a\n"
+    "                        loopback address (default 127.0.0.1); port 0 takes a free one\n"
+    "  --allow-remote        with --http, also listen on an address other machines reach\n"
     "  --idle                only attach the plug-in and run the host's turns\n"
     "  --describe            print the plug-in's REST functions, one a line (method, URL,\n"
     "                        name, arguments with where each comes from), and stop\n"
     "  --openapi             print the plug-in's OpenAPI document as JSON, as its function\n"
     "                        \"OpenApi\" answers it, and stop\n";
 
-enum class Mode { Walk, Scenario, Idle, Describe, OpenApi };
+enum class Mode { Walk, Scenario, Idle, Describe, OpenApi, Http };
 
 struct Options {
     Mode mode = Mode::Walk;
@@ -74,6 +85,8 @@ struct Options {
     CoreVersion core;
     double seconds = -1.0;
     std::string scenario;
+    std::string httpAddress;
+    bool allowRemote = false;
     bool timeline = false;
     bool showLog = false;
     bool virtualClock = false;
@@ -137,6 +150,10 @@ bool ParseOptions(int argc, char** argv, Options& options) {
             options.virtualClock = true;
             continue;
         }
+        if (option == "--allow-remote") {
+            options.allowRemote = true;
+            continue;
+        }
         if (option == "--openapi") {
             options.mode = Mode::OpenApi;
             continue;
@@ -182,6 +199,9 @@ bool ParseOptions(int argc, char** argv, Options& options) {
             } else {
                 options.settings.seed = static_cast<std::uint64_t>(number);
             }
+        } else if (option == "--http") {
+            options.mode = Mode::Http;
+            options.httpAddress = value;
         } else if (option == "--scenario") {
             options.mode = Mode::Scenario;
             options.scenario = value;
@@ -244,6 +264,19 @@ int Describe(const Options& options) {
     return status;
 }
 
+// What the walk and the HTTP front take alike.
+Tavix::TestHost::MainJobOptions RunOptions(const Options& options) {
+    Tavix::TestHost::MainJobOptions run;
+    run.library = options.library;
+    run.core = options.core;
+    run.settings = options.settings;
+    run.queueId = options.queueId;
+    run.seconds = options.seconds;
+    run.clock = options.virtualClock ? ClockMode::Virtual : ClockMode::Real;
+    run.showLog = options.showLog;
+    return run;
+}
+
 }  // namespace
 
 int main(int argc, char** argv) {
@@ -271,16 +304,12 @@ int main(int argc, char** argv) {
             return Tavix::TestHost::RunScenarioJob(
                 {options.scenario, options.library, options.core, options.timeline}, stdout,
                 stderr);
+        case Mode::Http:
+            return Tavix::TestHost::RunHttpJob(
+                {RunOptions(options), options.httpAddress, options.allowRemote}, &stopRequested,
+                stdout, stderr);
         case Mode::Walk:
             break;
     }
-    Tavix::TestHost::MainJobOptions walk;
-    walk.library = options.library;
-    walk.core = options.core;
-    walk.settings = options.settings;
-    walk.queueId = options.queueId;
-    walk.seconds = options.seconds;
-    walk.clock = options.virtualClock ? ClockMode::Virtual : ClockMode::Real;
-    walk.showLog = options.showLog;
-    return Tavix::TestHost::RunMainJob(walk, &stopRequested, stdout, stderr);
+    return Tavix::TestHost::RunMainJob(RunOptions(options), &stopRequested, stdout, stderr);
 }

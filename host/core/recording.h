@@ -81,14 +81,22 @@ using RecordedCall =
 // All the calls in the order they were made.
 class Recording {
 public:
+    // Sees each call as it is added, on the host's thread: for hosts that follow a module live
+    // (the HTTP front's event stream) rather than read the calls back afterwards.
+    using Observer = std::function<void(const RecordedCall& call)>;
     using Listener = std::function<void(const RecordedCall& call)>;
 
     void Add(RecordedCall call) {
         if (listener_) {
             listener_(call);
         }
+        for (const Observer& observer : observers_) {
+            observer(call);
+        }
         calls_.push_back(std::move(call));
     }
+    // Observers stay for the recording's life; Clear does not drop them.
+    void Observe(Observer observer) { observers_.push_back(std::move(observer)); }
     void Clear() { calls_.clear(); }
 
     // Hears each call as it is made, before the host acts on it, so that a request is heard before
@@ -117,6 +125,7 @@ public:
     std::vector<RecordedLogLine> LogLines() const { return Of<RecordedLogLine>(); }
 
 private:
+    std::vector<Observer> observers_;
     std::vector<RecordedCall> calls_;
     Listener listener_;
 };

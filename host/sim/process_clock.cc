@@ -5,13 +5,14 @@
 #include <time.h>
 #include <unistd.h>
 
-#include <atomic>
-
 namespace Tavix::TestHost {
 
 namespace {
 
-std::atomic<const Host*> followed{nullptr};
+// Only the thread that runs the host's turns, where the plug-in runs, reads the host's time: the
+// other threads of a host that serves HTTP keep the system's clock for their timeouts, which a
+// clock that stands still would turn into busy waits.
+thread_local const Host* followed = nullptr;
 
 using ClockReader = int (*)(clockid_t, timespec*);
 
@@ -34,8 +35,7 @@ ClockReader SystemReader() {
 void FollowHostClock(const Host* host) {
     // Resolved before any reading can need it, so that no reading races the look-up.
     SystemReader();
-    followed.store(host != nullptr && host->Mode() == ClockMode::Virtual ? host : nullptr,
-                   std::memory_order_release);
+    followed = host != nullptr && host->Mode() == ClockMode::Virtual ? host : nullptr;
 }
 
 }  // namespace Tavix::TestHost
@@ -44,7 +44,7 @@ void FollowHostClock(const Host* host) {
 // definition in the executable.
 extern "C" int clock_gettime(clockid_t clock, timespec* time) noexcept {
     using Tavix::TestHost::followed;
-    const Tavix::TestHost::Host* host = followed.load(std::memory_order_acquire);
+    const Tavix::TestHost::Host* host = followed;
     if (host != nullptr && (clock == CLOCK_MONOTONIC || clock == CLOCK_MONOTONIC_RAW)) {
         const std::int64_t now = host->Now();
         time->tv_sec = static_cast<time_t>(now / 1'000'000'000);
