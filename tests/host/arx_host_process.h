@@ -3,14 +3,14 @@
 // child process whose output the test reads.
 
 #include <signal.h>
-#include <spawn.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
 #include <string>
+#include <utility>
 #include <vector>
 
-extern char** environ;
+#include "host/spawned_process.h"
 
 // arx-host as a child process, its stdout and stderr merged into one pipe.
 class Child {
@@ -26,14 +26,7 @@ public:
         posix_spawn_file_actions_adddup2(&actions, fds[1], 1);
         posix_spawn_file_actions_adddup2(&actions, fds[1], 2);
         posix_spawn_file_actions_addclose(&actions, fds[0]);
-        std::vector<char*> argv;
-        for (std::string& argument : arguments) {
-            argv.push_back(argument.data());
-        }
-        argv.push_back(nullptr);
-        if (posix_spawn(&pid_, argv[0], &actions, nullptr, argv.data(), environ) != 0) {
-            pid_ = -1;
-        }
+        pid_ = SpawnProcess(std::move(arguments), actions);
         posix_spawn_file_actions_destroy(&actions);
         close(fds[1]);
         out_ = fds[0];

@@ -17,11 +17,11 @@
 #include <nlohmann/json.hpp>
 #include <optional>
 #include <string>
+#include <utility>
 
 #include "core/self_description.h"
+#include "host/spawned_process.h"
 #include "http_fixture.h"
-
-extern char** environ;
 
 namespace Tavix::TestHost::Http {
 namespace {
@@ -76,14 +76,7 @@ public:
                                            "--remote-debugging-pipe",
                                            "--user-data-dir=" + profile,
                                            "about:blank"};
-        std::vector<char*> argv;
-        for (std::string& argument : arguments) {
-            argv.push_back(argument.data());
-        }
-        argv.push_back(nullptr);
-        if (posix_spawn(&pid_, argv[0], &actions, nullptr, argv.data(), environ) != 0) {
-            pid_ = -1;
-        }
+        pid_ = SpawnProcess(std::move(arguments), actions);
         posix_spawn_file_actions_destroy(&actions);
         close(toBrowser[0]);
         close(fromBrowser[1]);

@@ -9,11 +9,10 @@
 
 #include <algorithm>
 #include <cctype>
-#include <cstring>
-#include <regex>
 #include <set>
 #include <sstream>
 #include <string>
+#include <vector>
 
 #include "core/self_description.h"
 #include "search_fixture.h"
@@ -69,21 +68,38 @@ protected:
         return false;
     }
 
-    // A listed text with a "<what>" in it stands for the texts with anything in that place.
+    // A listed text with a "<what>" in it stands for the texts with anything in that place: the
+    // pieces between placeholders must appear in order, the first at the start, the last at the
+    // end.
     static bool Fits(const std::string& listed, const std::string& text) {
-        std::string pattern;
+        std::vector<std::string> pieces{""};
         for (std::size_t i = 0; i < listed.size(); ++i) {
-            if (listed[i] == '<' && listed.find('>', i) != std::string::npos) {
-                pattern += ".*";
-                i = listed.find('>', i);
+            const std::size_t close = listed[i] == '<' ? listed.find('>', i) : std::string::npos;
+            if (close != std::string::npos) {
+                pieces.emplace_back();
+                i = close;
             } else {
-                if (std::strchr("\\^$.|?*+()[]{}", listed[i]) != nullptr) {
-                    pattern += '\\';
-                }
-                pattern += listed[i];
+                pieces.back() += listed[i];
             }
         }
-        return std::regex_match(text, std::regex(pattern));
+        if (pieces.size() == 1) {
+            return text == pieces.front();
+        }
+        const std::string& last = pieces.back();
+        if (text.compare(0, pieces.front().size(), pieces.front()) != 0 ||
+            text.size() < pieces.front().size() + last.size() ||
+            text.compare(text.size() - last.size(), last.size(), last) != 0) {
+            return false;
+        }
+        std::size_t at = pieces.front().size();
+        for (std::size_t k = 1; k + 1 < pieces.size(); ++k) {
+            at = text.find(pieces[k], at);
+            if (at == std::string::npos || at + pieces[k].size() > text.size() - last.size()) {
+                return false;
+            }
+            at += pieces[k].size();
+        }
+        return true;
     }
 
     // A path as one token of a JSON pointer.
