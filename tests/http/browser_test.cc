@@ -282,19 +282,21 @@ TEST_F(BrowserTest, ASearchFromThePagesButtonReachesTheGame) {
         }
 
         ASSERT_TRUE(page.Click("route-post-search"));
+        // The search's event and the machine's state come as separate events of the stream, the
+        // state at the end of the host's turn: wait for both.
         EXPECT_EQ(page.WaitFor("document.getElementById('search-state').textContent === "
-                               "'Searching'",
-                               "document.getElementById('machine-state').textContent"),
-                  "Searching");
+                               "'Searching' && document.getElementById('machine-state')"
+                               ".textContent === 'Searching'"),
+                  "true");
 
         OnHost([&] {
             host.AdvanceBy(1.0);
             hood.gameflow.MoveTo("ReadyCheck");
         });
         EXPECT_EQ(page.WaitFor("document.getElementById('ready-check-state').textContent === "
-                               "'InProgress'",
-                               "document.getElementById('machine-state').textContent"),
-                  "ReadyCheck");
+                               "'InProgress' && document.getElementById('machine-state')"
+                               ".textContent === 'ReadyCheck'"),
+                  "true");
         ASSERT_TRUE(page.Click("route-post-accept"));
         EXPECT_EQ(page.WaitFor("document.getElementById('last-answer').textContent.startsWith("
                                "'204')"),
@@ -307,9 +309,9 @@ TEST_F(BrowserTest, ASearchFromThePagesButtonReachesTheGame) {
                   "Available,Searching,ReadyCheck,WaitingForGame");
         OnHost([&] { hood.gameflow.MoveTo("InProgress"); });
         EXPECT_EQ(page.WaitFor("document.getElementById('search-state').textContent === "
-                               "'no search'",
-                               "document.getElementById('machine-state').textContent"),
-                  "Available");
+                               "'no search' && document.getElementById('machine-state')"
+                               ".textContent === 'Available'"),
+                  "true");
         // The page as the search left it, for a person to look at.
         page.Screenshot(::testing::TempDir() + "arx_browser_test_page.png");
     }
