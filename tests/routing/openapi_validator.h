@@ -1,7 +1,7 @@
 #pragma once
-// The standard OpenAPI validator of the machine image (the Python package openapi-spec-validator)
-// run on a document, the way a UI developer's tools would read it. A machine without python3 or
-// without the package fails the calling test: a skipped validation would pass in silence.
+// The standard OpenAPI validator of the machine image, a Python package, run on a document, the way
+// a UI developer's tools would read it. A machine without python3 or without the package fails the
+// calling test: a skipped validation would pass in silence.
 
 #include <spawn.h>
 #include <sys/wait.h>
@@ -22,7 +22,7 @@ inline constexpr const char* kOpenApiValidatorScript = R"(import json, sys
 try:
     from openapi_spec_validator import validate
 except ImportError as error:
-    sys.exit("openapi-spec-validator is not installed for python3: %s" % error)
+    sys.exit("the OpenAPI validator package is not installed for python3: %s" % error)
 with open(sys.argv[1], "rb") as document:
     validate(json.loads(document.read().decode("utf-8")))
 )";
@@ -72,7 +72,7 @@ inline std::string OpenApiValidationFailure(const std::string& json) {
     }
     std::remove(path.c_str());
     if (spawned != 0) {
-        return "cannot run python3 for openapi-spec-validator";
+        return "cannot run python3 for the OpenAPI validator";
     }
     if (WIFEXITED(status) && WEXITSTATUS(status) == 0) {
         return {};
