@@ -10,13 +10,6 @@
 
 namespace Tavix::TestHost {
 
-namespace {
-
-// Two members besides the player, so that the lobby looks like a party.
-const std::vector<std::uint64_t> kFriends{4102, 4103};
-
-}  // namespace
-
 int RunHttpJob(const HttpJobOptions& options, const volatile std::sig_atomic_t* stop,
                std::FILE* out, std::FILE* err) {
     const ListenAddress address = ParseListenAddress(options.address);
@@ -100,8 +93,8 @@ int RunHttpJob(const HttpJobOptions& options, const volatile std::sig_atomic_t* 
     timeline.PrintHeader();
     simulation.Drive(module);
     // The player is in a lobby when the page opens, so that a search can start at once.
-    if (const auto refused =
-            platform.JoinLobby(options.run.queueId, kFriends, SimulatedPlatform::kPlayer)) {
+    if (const auto refused = platform.JoinLobby(options.run.queueId, SimulatedPlatform::kFriends,
+                                                SimulatedPlatform::kPlayer)) {
         timeline.Note("arx-host", "the platform refused the lobby: " + *refused);
     }
     host.RunUntilIdle();

@@ -9,8 +9,6 @@ namespace {
 
 constexpr const char* kSearchUrl = "/arx-matchmaking/v1/search";
 constexpr const char* kAcceptUrl = "/arx-matchmaking/v1/ready-check/accept";
-// Two members besides the player, so that the lobby looks like a party.
-const std::vector<std::uint64_t> kFriends{4102, 4103};
 // Time for the neighbours' news to reach the plug-in between two steps of the player.
 constexpr double kBeat = 0.5;
 // Strangers who nearly never accept would keep the walk going for ever.
@@ -32,8 +30,8 @@ public:
         if (!simulation_.Run(kBeat)) {
             return End::Ended;
         }
-        if (auto refused =
-                platform.JoinLobby(options_.queueId, kFriends, SimulatedPlatform::kPlayer)) {
+        if (auto refused = platform.JoinLobby(options_.queueId, SimulatedPlatform::kFriends,
+                                              SimulatedPlatform::kPlayer)) {
             return Stuck("the lobby", *refused);
         }
         if (!simulation_.Run(kBeat)) {

@@ -76,6 +76,13 @@ bool SimulatedPlatform::IsSquadForgeQueue(std::int32_t queueId) const {
     });
 }
 
+SimulatedPlatform::Refusal SimulatedPlatform::RefuseUnknownQueue(std::int32_t queueId) const {
+    if (KnowsQueue(queueId)) {
+        return std::nullopt;
+    }
+    return "queue " + std::to_string(queueId) + " is not in the queue list (" + QueueList() + ")";
+}
+
 std::string SimulatedPlatform::QueueList() const {
     std::string text;
     for (const QueueRecord& queue : queues_) {
@@ -319,9 +326,8 @@ bool SimulatedPlatform::PlayerLeads() const {
 SimulatedPlatform::Refusal SimulatedPlatform::JoinLobby(std::int32_t queueId,
                                                         const std::vector<std::uint64_t>& others,
                                                         std::uint64_t leader) {
-    if (!KnowsQueue(queueId)) {
-        return "queue " + std::to_string(queueId) + " is not in the queue list (" + QueueList() +
-               ")";
+    if (Refusal unknown = RefuseUnknownQueue(queueId)) {
+        return unknown;
     }
     if (std::find(others.begin(), others.end(), kPlayer) != others.end()) {
         return "the player, " + std::to_string(kPlayer) + ", is not one of the other members";
@@ -350,9 +356,8 @@ SimulatedPlatform::Refusal SimulatedPlatform::ChangeLobby(
         return "the player is in no lobby";
     }
     LobbyRecord lobby = *current;
-    if (queueId && !KnowsQueue(*queueId)) {
-        return "queue " + std::to_string(*queueId) + " is not in the queue list (" + QueueList() +
-               ")";
+    if (Refusal unknown = queueId ? RefuseUnknownQueue(*queueId) : std::nullopt) {
+        return unknown;
     }
     if (others && std::find(others->begin(), others->end(), kPlayer) != others->end()) {
         return "the player, " + std::to_string(kPlayer) + ", is not one of the other members";

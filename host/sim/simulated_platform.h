@@ -47,6 +47,8 @@ public:
     static constexpr std::int32_t kBotQueue = 33;
     static constexpr std::int32_t kLobbylessLegacyQueue = 700;
     static constexpr std::int32_t kLobbylessSquadForgeQueue = 701;
+    // The two members who join the player's lobby in arx-host's jobs, so that it is a party.
+    static inline const std::vector<std::uint64_t> kFriends{4102, 4103};
 
     explicit SimulatedPlatform(Host& host, PlatformSettings settings = {});
     SimulatedPlatform(const SimulatedPlatform&) = delete;
@@ -62,6 +64,8 @@ public:
     bool KnowsQueue(std::int32_t queueId) const;
     bool IsSquadForgeQueue(std::int32_t queueId) const;
     std::string QueueList() const;
+    // Why `queueId` cannot be used: it is not one of the list. Empty when it is.
+    Refusal RefuseUnknownQueue(std::int32_t queueId) const;
 
     // ---- The lobby ---------------------------------------------------------------------------
     // The player joins a lobby for `queueId` with the `others`; `leader` leads it (the player,
